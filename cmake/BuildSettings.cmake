@@ -1,0 +1,29 @@
+# What every target of this build shares: the language, warnings, sanitizers, ccache.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    find_program(CCACHE_PROGRAM ccache)
+    if(CCACHE_PROGRAM)
+        set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    endif()
+endif()
+
+# Linked PRIVATE by every target, so that the warnings never reach a client.
+add_library(Warnings INTERFACE)
+add_library(Tesk::Warnings ALIAS Warnings)
+target_compile_options(Warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_definitions(Warnings INTERFACE QT_NO_KEYWORDS)
+
+if(FILTERBASE_SANITIZE)
+    add_compile_options(-fsanitize=${FILTERBASE_SANITIZE} -fno-omit-frame-pointer
+                        -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${FILTERBASE_SANITIZE})
+endif()
