@@ -1,0 +1,12 @@
+#include <vantbase/FileUtils.h>
+
+#include <QCryptographicHash>
+
+namespace Tesk::VantBase::FileUtils {
+
+QByteArray dataToHash(const QByteArray &data)
+{
+    return QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex();
+}
+
+} // namespace Tesk::VantBase::FileUtils

@@ -1,0 +1,7 @@
+#include <vantbase/SharedObject.h>
+
+namespace Tesk {
+
+SharedObjectBase::~SharedObjectBase() = default;
+
+} // namespace Tesk
