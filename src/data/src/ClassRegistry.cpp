@@ -1,0 +1,231 @@
+#include <data/ClassRegistry.h>
+
+#include <data/Node.h>
+#include <data/RaiseSerialization.h>
+#include <data/SerializableData.h>
+
+#include <vantbase/Location.h>
+#include <vantbase/Ownership.h>
+#include <vantbase/Raise.h>
+#include <vantbase/SharedObject.h>
+
+#include <QHash>
+#include <QMetaType>
+
+#include <map>
+#include <mutex>
+#include <shared_mutex>
+#include <utility>
+
+namespace Tesk::Data {
+
+namespace {
+
+struct UpdaterStep
+{
+    int toVersion = 0;
+    ClassRegistry::Updater updater;
+};
+
+struct ClassEntry
+{
+    std::optional<int> version;
+    std::map<int, UpdaterStep> updaters; // by the version they start from
+};
+
+struct Registry
+{
+    std::shared_mutex mutex;
+    // guarded by mutex
+    QHash<QString, ClassEntry> classes;
+    QHash<QString, QString> aliases;
+    QHash<int, ClassRegistry::Factory> factories;
+
+    const QString &currentNameLocked(const QString &className) const
+    {
+        const auto alias = aliases.constFind(className);
+        return alias == aliases.constEnd() ? className : *alias;
+    }
+
+    std::optional<int> versionLocked(const QString &className) const
+    {
+        const auto entry = classes.constFind(currentNameLocked(className));
+        return entry == classes.constEnd() ? std::nullopt : entry->version;
+    }
+};
+
+Registry &registry()
+{
+    // Never destroyed: objects may still be written while the process ends.
+    static Registry &instance = *new Registry;
+    return instance;
+}
+
+QMetaType metaTypeOf(const QString &className)
+{
+    return QMetaType::fromName(ClassRegistry::currentName(className).toUtf8());
+}
+
+ClassRegistry::Factory factoryOf(const QString &className)
+{
+    const QMetaType type = metaTypeOf(className);
+    if (!type.isValid())
+        return {};
+    Registry &known = registry();
+    const std::shared_lock lock(known.mutex);
+    return known.factories.value(type.id());
+}
+
+std::optional<UpdaterStep> findUpdater(const QString &className, int fromVersion)
+{
+    Registry &known = registry();
+    const std::shared_lock lock(known.mutex);
+    const auto entry = known.classes.constFind(className);
+    if (entry == known.classes.constEnd())
+        return std::nullopt;
+    const auto step = entry->updaters.find(fromVersion);
+    if (step == entry->updaters.end())
+        return std::nullopt;
+    return step->second;
+}
+
+[[noreturn]] void refuseInstance(const std::string &place, const QString &className,
+                                 const char *reason)
+{
+    raiseSerialization(place, QStringLiteral("Cannot create an object of class \"%1\": %2")
+                                      .arg(className, QLatin1StringView(reason)));
+}
+
+// What creates a value by name must not be led to one that is no serializable object: those
+// are larger than nearly all values and, unlike them, cannot be copied.
+bool mayBeSerializable(const QMetaType &type)
+{
+    return type.sizeOf() >= qsizetype(sizeof(SerializableData)) && type.iface()->copyCtr == nullptr;
+}
+
+} // namespace
+
+void ClassRegistry::setCurrentVersion(const QString &className, int version)
+{
+    Registry &known = registry();
+    const std::unique_lock lock(known.mutex);
+    const QString name = known.currentNameLocked(className);
+    known.classes[name].version = version;
+}
+
+std::optional<int> ClassRegistry::currentVersion(const QString &className)
+{
+    Registry &known = registry();
+    const std::shared_lock lock(known.mutex);
+    return known.versionLocked(className);
+}
+
+void ClassRegistry::declareClassNameAlias(const QString &oldName, const QString &currentName)
+{
+    Registry &known = registry();
+    const std::unique_lock lock(known.mutex);
+    const QString target = known.currentNameLocked(currentName);
+    if (target == oldName)
+        return; // a name cannot be an old name of itself
+    known.aliases[oldName] = target;
+    for (QString &name : known.aliases) {
+        if (name == oldName)
+            name = target;
+    }
+}
+
+QString ClassRegistry::currentName(const QString &className)
+{
+    Registry &known = registry();
+    const std::shared_lock lock(known.mutex);
+    return known.currentNameLocked(className);
+}
+
+void ClassRegistry::declareUpdater(const QString &className, int fromVersion, int toVersion,
+                                   const Updater &updater)
+{
+    if (toVersion <= fromVersion)
+        VantBase::raiseInvalidArgument(
+                TESK_HERE,
+                QStringLiteral("Cannot declare an updater of class \"%1\" from version %2 to %3: "
+                               "expected a later version")
+                        .arg(className, QString::number(fromVersion), QString::number(toVersion)));
+    Registry &known = registry();
+    const std::unique_lock lock(known.mutex);
+    const QString name = known.currentNameLocked(className);
+    known.classes[name].updaters[fromVersion] = UpdaterStep{toVersion, updater};
+}
+
+bool ClassRegistry::needsUpgrade(const Serialization::Node &node)
+{
+    const QString stored = node.className();
+    Registry &known = registry();
+    const std::shared_lock lock(known.mutex);
+    return known.aliases.contains(stored)
+           || node.classVersion() != known.versionLocked(stored).value_or(0);
+}
+
+void ClassRegistry::upgrade(Serialization::Node &node)
+{
+    const QString name = currentName(node.className());
+    const int current = currentVersion(name).value_or(0);
+    int version = node.classVersion();
+    if (version > current)
+        raiseSerialization(TESK_HERE,
+                           QStringLiteral("Cannot read an object of class \"%1\": version %2 is "
+                                          "newer than %3, the newest known")
+                                   .arg(name, QString::number(version), QString::number(current)));
+    node.setClassInfo(name, version);
+    while (version < current) {
+        const std::optional<UpdaterStep> step = findUpdater(name, version);
+        if (!step || step->toVersion > current)
+            raiseSerialization(
+                    TESK_HERE,
+                    QStringLiteral(
+                            "Cannot upgrade an object of class \"%1\": no updater leads from "
+                            "version %2 towards %3, the current one")
+                            .arg(name, QString::number(version), QString::number(current)));
+        step->updater(node);
+        version = step->toVersion;
+        node.setClassInfo(name, version);
+    }
+}
+
+void ClassRegistry::registerFactory(int metaTypeId, Factory factory)
+{
+    Registry &known = registry();
+    const std::unique_lock lock(known.mutex);
+    known.factories[metaTypeId] = std::move(factory);
+}
+
+bool ClassRegistry::hasFactory(const QString &className)
+{
+    return static_cast<bool>(factoryOf(className));
+}
+
+std::shared_ptr<SharedObjectBase> ClassRegistry::createShared(const QString &className)
+{
+    const Factory factory = factoryOf(className);
+    if (!factory)
+        refuseInstance(TESK_HERE, className, "it has no factory");
+    return factory();
+}
+
+SerializableData *ClassRegistry::newInstance(const QString &className)
+{
+    if (!currentVersion(className))
+        refuseInstance(TESK_HERE, className, "it has no current version");
+    const QMetaType type = metaTypeOf(className);
+    if (!type.isValid())
+        refuseInstance(TESK_HERE, className, "it is not registered as a meta-type");
+    if (!mayBeSerializable(type))
+        refuseInstance(TESK_HERE, className, "it is not a class of serializable objects");
+    void *object = type.create();
+    if (!object)
+        refuseInstance(TESK_HERE, className, "it has no default constructor");
+    auto *data = static_cast<SerializableData *>(object);
+    VantBase::forbidStealingOwnership(data);
+    return data;
+}
+
+} // namespace Tesk::Data

@@ -1,0 +1,7 @@
+#include <data/FieldBase.h>
+
+namespace Tesk::Data {
+
+FieldBase::~FieldBase() = default;
+
+} // namespace Tesk::Data
