@@ -1,0 +1,213 @@
+#include "StoreChecks.h"
+
+#include <QMetaType>
+#include <QSet>
+#include <QUrl>
+
+#include <algorithm>
+#include <bit>
+
+namespace Tesk::Assets::StoreChecks {
+
+// Deeper lists are a mistake of the caller, and would cost the stack when read.
+static constexpr int sMaximalDepth = 32;
+
+QString readable(QByteArrayView id)
+{
+    const bool isText = std::all_of(id.begin(), id.end(),
+                                    [](char unit) { return unit >= 0x20 && unit < 0x7f; });
+    return isText ? QString::fromLatin1(id)
+                  : QStringLiteral("0x") + QString::fromLatin1(id.toByteArray().toHex());
+}
+
+void requireId(const std::string &place, const QByteArray &id)
+{
+    if (id.isEmpty())
+        raiseStoreError(place, StoreError::Code::Misuse,
+                        QStringLiteral("Cannot store an asset: its id is empty"));
+}
+
+void requireText(const std::string &place, const QString &text, const QByteArray &id)
+{
+    if (!text.isValidUtf16())
+        raiseStoreError(
+                place, StoreError::Code::Misuse,
+                QStringLiteral("Cannot store the text \"%1\" of asset \"%2\": it holds half "
+                               "a surrogate pair")
+                        .arg(text, readable(id)),
+                id);
+}
+
+static bool isStorable(const QVariant &value, int depth)
+{
+    switch (value.metaType().id()) {
+    case QMetaType::UnknownType:
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::QByteArray:
+    case QMetaType::QUrl:
+        return true;
+    case QMetaType::QString:
+        return value.toString().isValidUtf16();
+    case QMetaType::QStringList: {
+        const QStringList texts = value.toStringList();
+        return std::all_of(texts.begin(), texts.end(),
+                           [](const QString &text) { return text.isValidUtf16(); });
+    }
+    case QMetaType::QVariantList: {
+        const QVariantList values = value.toList();
+        return depth < sMaximalDepth
+               && std::all_of(values.begin(), values.end(), [depth](const QVariant &item) {
+                      return isStorable(item, depth + 1);
+                  });
+    }
+    default:
+        return false;
+    }
+}
+
+void requireMetaRow(const std::string &place, const MetaRow &row, const QByteArray &id)
+{
+    if (row.key.isEmpty())
+        raiseStoreError(place, StoreError::Code::Misuse,
+                        QStringLiteral("Cannot store metadata of asset \"%1\": the key is empty")
+                                .arg(readable(id)),
+                        id);
+    requireText(place, row.key, id);
+    if (!isStorable(row.value, 0))
+        raiseStoreError(place, StoreError::Code::Misuse,
+                        QStringLiteral("Cannot store metadata \"%1\" of asset \"%2\": a value of "
+                                       "type \"%3\" has no stored form")
+                                .arg(row.key, readable(id),
+                                     QString::fromLatin1(row.value.metaType().name())),
+                        id);
+}
+
+void requireWrite(const std::string &place, const AssetWrite &write)
+{
+    const QByteArray &id = write.row.id;
+    requireId(place, id);
+    if (write.row.className.isEmpty())
+        raiseStoreError(
+                place, StoreError::Code::Misuse,
+                QStringLiteral("Cannot store asset \"%1\": it has no class name").arg(readable(id)),
+                id);
+    requireText(place, write.row.className, id);
+    requireText(place, write.row.name, id);
+    requireText(place, write.row.category, id);
+    if (write.metaData) {
+        QSet<QString> keys;
+        for (const MetaRow &row : *write.metaData) {
+            requireMetaRow(place, row, id);
+            if (keys.contains(row.key))
+                raiseStoreError(
+                        place, StoreError::Code::Misuse,
+                        QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
+                                .arg(readable(id), row.key),
+                        id);
+            keys.insert(row.key);
+        }
+    }
+    if (write.dependencies) {
+        for (const DependencyRow &row : *write.dependencies) {
+            if (row.id.isEmpty())
+                raiseStoreError(place, StoreError::Code::Misuse,
+                                QStringLiteral("Cannot store asset \"%1\": a dependency has no id")
+                                        .arg(readable(id)),
+                                id);
+            requireText(place, row.role, id);
+        }
+    }
+}
+
+void requireRevision(const std::string &place, const QByteArray &id, std::optional<qint64> expected,
+                     qint64 found)
+{
+    if (!expected || *expected == found)
+        return;
+    const QString what = *expected == 0 ? QStringLiteral("it exists already")
+                         : found == 0
+                                 ? QStringLiteral("it was removed")
+                                 : QStringLiteral("revision %1 was expected, %2 found")
+                                           .arg(QString::number(*expected), QString::number(found));
+    raiseStoreError(place, StoreError::Code::Changed,
+                    QStringLiteral("Cannot store asset \"%1\": changed by someone else, %2; "
+                                   "refresh, then try again")
+                            .arg(readable(id), what),
+                    id);
+}
+
+void raiseNoSuchAsset(const std::string &place, const QByteArray &id)
+{
+    raiseStoreError(place, StoreError::Code::NoSuchAsset,
+                    QStringLiteral("There is no asset \"%1\" in the store").arg(readable(id)), id);
+}
+
+void raiseCycle(const std::string &place, const QByteArray &id, const QByteArray &nextVersion)
+{
+    raiseStoreError(
+            place, StoreError::Code::VersionCycle,
+            QStringLiteral("Cannot store \"%1\" as the next version of asset \"%2\": the versions "
+                           "after it lead back to that asset")
+                    .arg(readable(nextVersion), readable(id)),
+            id);
+}
+
+void raiseReadOnly(const std::string &place, const QString &location)
+{
+    raiseStoreError(place, StoreError::Code::ReadOnly,
+                    QStringLiteral("Cannot write to \"%1\": it was opened read-only; make the file "
+                                   "and its folder writable and open it again, or work on a copy")
+                            .arg(location));
+}
+
+StoreFinding danglingItem(const QByteArray &collection, const QByteArray &item)
+{
+    return {StoreFinding::Code::DanglingItem, collection, item,
+            QStringLiteral("Collection \"%1\" lists \"%2\", which does not exist")
+                    .arg(readable(collection), readable(item))};
+}
+
+StoreFinding danglingDependency(const QByteArray &id, const QByteArray &dependency)
+{
+    return {StoreFinding::Code::DanglingDependency, id, dependency,
+            QStringLiteral("Asset \"%1\" depends on \"%2\", which does not exist")
+                    .arg(readable(id), readable(dependency))};
+}
+
+StoreFinding danglingNextVersion(const QByteArray &id, const QByteArray &nextVersion)
+{
+    return {StoreFinding::Code::DanglingNextVersion, id, nextVersion,
+            QStringLiteral("The next version \"%2\" of asset \"%1\" does not exist")
+                    .arg(readable(id), readable(nextVersion))};
+}
+
+bool isSame(const QVariant &left, const QVariant &right)
+{
+    if (left.metaType() != right.metaType())
+        return false;
+    switch (left.metaType().id()) {
+    case QMetaType::Double: // by bits: the sign of zero and what is no number count
+        return std::bit_cast<quint64>(left.toDouble()) == std::bit_cast<quint64>(right.toDouble());
+    case QMetaType::QVariantList: {
+        const QVariantList leftItems = left.toList();
+        const QVariantList rightItems = right.toList();
+        return std::equal(leftItems.begin(), leftItems.end(), rightItems.begin(), rightItems.end(),
+                          [](const QVariant &a, const QVariant &b) { return isSame(a, b); });
+    }
+    default:
+        return left == right;
+    }
+}
+
+bool isSame(const MetaRow &left, const MetaRow &right)
+{
+    return left.key == right.key && left.type == right.type
+           && left.accessibility == right.accessibility && isSame(left.value, right.value);
+}
+
+} // namespace Tesk::Assets::StoreChecks
