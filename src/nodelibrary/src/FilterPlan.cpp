@@ -1,0 +1,77 @@
+#include <nodelibrary/FilterPlan.h>
+
+#include <nodelibrary/VariationTexts.h>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace Tesk::NodeLibrary {
+
+using Items = std::vector<FilterPlan::Item>;
+
+std::size_t PlannedFilter::headCount() const
+{
+    return static_cast<std::size_t>(
+            std::count_if(implementations.begin(), implementations.end(),
+                          [](const auto &each) { return each.place.isHead(); }));
+}
+
+static std::vector<VersionPlace> settleVersions(const Items &items)
+{
+    std::map<QString, std::vector<std::size_t>> nodes;
+    for (std::size_t i = 0; i < items.size(); ++i)
+        nodes[items[i].nodeDef->node.toLower()].push_back(i);
+
+    std::vector<VersionPlace> places(items.size());
+    std::vector<const NodeDef *> nodeDefs;
+    for (const auto &[node, indices] : nodes) {
+        nodeDefs.clear();
+        for (const std::size_t index : indices)
+            nodeDefs.push_back(items[index].nodeDef);
+        const std::vector<VersionPlace> settled = VersionLines::settle(nodeDefs);
+        for (std::size_t i = 0; i < indices.size(); ++i)
+            places[indices[i]] = settled[i];
+    }
+    return places;
+}
+
+static void assignTexts(PlannedFilter &filter)
+{
+    std::vector<VariationTexts::Head> heads;
+    std::vector<PlannedImplementation *> implementations;
+    for (PlannedImplementation &each : filter.implementations) {
+        if (!each.place.isHead())
+            continue;
+        heads.push_back({each.nodeDef, each.place.kind});
+        implementations.push_back(&each);
+    }
+    const QStringList texts = VariationTexts::assign(heads);
+    for (std::size_t i = 0; i < implementations.size(); ++i)
+        implementations[i]->text = texts[static_cast<qsizetype>(i)];
+}
+
+std::vector<PlannedFilter> FilterPlan::plan(const Items &items,
+                                            const std::function<bool(const QString &)> &isDynamic)
+{
+    const std::vector<VersionPlace> places = settleVersions(items);
+    std::map<QString, PlannedFilter> filters;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        PlannedFilter &filter = filters[items[i].filterName.toLower()];
+        if (filter.name.isEmpty() || (places[i].isHead() && filter.headCount() == 0))
+            filter.name = items[i].filterName;
+        filter.implementations.push_back({i, items[i].nodeDef, places[i], {}});
+    }
+
+    std::vector<PlannedFilter> result;
+    result.reserve(filters.size());
+    for (auto &[key, filter] : filters) {
+        filter.key = key;
+        assignTexts(filter);
+        filter.isDynamic = filter.headCount() > 1 || (isDynamic && isDynamic(key));
+        result.push_back(std::move(filter));
+    }
+    return result;
+}
+
+} // namespace Tesk::NodeLibrary

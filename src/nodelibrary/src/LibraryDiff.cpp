@@ -1,0 +1,261 @@
+#include <nodelibrary/LibraryDiff.h>
+
+#include <nodelibrary/FilterPlan.h>
+#include <nodelibrary/ImplementationId.h>
+
+#include "LibraryUnion.h"
+
+#include <QHash>
+#include <QSet>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace Tesk::NodeLibrary {
+
+std::size_t ImportPlan::count(FilterChange::State state) const
+{
+    return static_cast<std::size_t>(
+            std::count_if(filters.begin(), filters.end(),
+                          [state](const FilterChange &each) { return each.state == state; }));
+}
+
+namespace {
+
+class Comparison
+{
+public:
+    Comparison(const std::vector<HeldImplementation> &held, const std::vector<ReadLibrary> &read,
+               const CatalogueFacts &facts)
+        : m_held(held)
+        , m_facts(facts)
+        , m_union(held, read)
+    {}
+
+    ImportPlan run()
+    {
+        const std::vector<PlannedFilter> planned =
+                FilterPlan::plan(m_union.planItems(), m_facts.isDynamic);
+        for (std::size_t i = 0; i < m_held.size(); ++i)
+            m_heldByKey[m_held[i].filterName.toLower()].push_back(i);
+        for (const PlannedFilter &filter : planned)
+            addFilter(filter);
+        addRemovedFilters();
+        linkVersions();
+        for (FilterChange &filter : m_plan.filters)
+            linkOldAssets(filter);
+        for (FilterChange &filter : m_plan.filters)
+            orderBatch(filter);
+        m_plan.libraries = m_union.libraries();
+        m_plan.problems = std::move(m_union.problems());
+        return std::move(m_plan);
+    }
+
+private:
+    using Indices = std::vector<std::size_t>;
+
+    const Indices &heldOf(const QString &key) const
+    {
+        static const Indices none;
+        const auto found = m_heldByKey.find(key);
+        return found == m_heldByKey.end() ? none : found->second;
+    }
+
+    bool isAnyDynamic(const Indices &held) const
+    {
+        return std::any_of(held.begin(), held.end(),
+                           [&](std::size_t index) { return m_held[index].isDynamic; });
+    }
+
+    // The digests of the heads by nodedef name: what makes a filter what it is.
+    std::map<QString, QString> heldHeads(const Indices &held) const
+    {
+        std::map<QString, QString> heads;
+        for (const std::size_t index : held) {
+            if (m_held[index].isHead)
+                heads.emplace(m_held[index].nodeDef.name, m_held[index].digest);
+        }
+        return heads;
+    }
+
+    static std::map<QString, QString> plannedHeads(const PlannedFilter &filter)
+    {
+        std::map<QString, QString> heads;
+        for (const PlannedImplementation &each : filter.implementations) {
+            if (each.place.isHead())
+                heads.emplace(each.nodeDef->name,
+                              ImplementationId::digestOf(*each.nodeDef, each.text));
+        }
+        return heads;
+    }
+
+    void addFilter(const PlannedFilter &filter)
+    {
+        const Indices &held = heldOf(filter.key);
+        FilterChange change;
+        change.name = filter.name;
+        change.key = filter.key;
+        change.isDynamic = filter.isDynamic;
+        change.wasDynamic = isAnyDynamic(held);
+        const std::map<QString, QString> heads = heldHeads(held);
+        if (!heads.empty() && heads == plannedHeads(filter)) {
+            keepHeads(filter, held, change);
+        } else {
+            change.state = held.empty() ? FilterChange::State::New : FilterChange::State::Updated;
+            change.replaced = held;
+            for (const PlannedImplementation &each : filter.implementations)
+                create(filter, each, change);
+        }
+        m_plan.filters.push_back(std::move(change));
+    }
+
+    // The filter itself stays as it is; its superseded versions are nobody's but their own.
+    void keepHeads(const PlannedFilter &filter, const Indices &held, FilterChange &change)
+    {
+        std::map<QString, std::size_t> heldByName;
+        for (const std::size_t index : held)
+            heldByName.emplace(m_held[index].nodeDef.name, index);
+        for (const PlannedImplementation &each : filter.implementations) {
+            const auto found = heldByName.find(each.nodeDef->name);
+            if (found != heldByName.end() && isSame(each, m_held[found->second])) {
+                keep(each, found->second);
+                heldByName.erase(found);
+            } else {
+                create(filter, each, change);
+            }
+        }
+        for (const auto &[name, index] : heldByName)
+            change.replaced.push_back(index);
+        if (!change.superseded.empty() || !change.replaced.empty())
+            change.state = FilterChange::State::Updated;
+    }
+
+    static bool isSame(const PlannedImplementation &planned, const HeldImplementation &held)
+    {
+        if (planned.place.isHead() != held.isHead)
+            return false;
+        const QString next = planned.place.next != nullptr ? planned.place.next->name : QString();
+        return next == held.nextNodeDef
+               && ImplementationId::digestOf(*planned.nodeDef, planned.text) == held.digest;
+    }
+
+    void keep(const PlannedImplementation &planned, std::size_t held)
+    {
+        m_placeOf.insert(planned.nodeDef->name, {.created = {}, .held = held});
+        const int position = m_union.entries()[planned.index].position;
+        if (m_held[held].position != position)
+            m_plan.moves.push_back({held, position});
+    }
+
+    void create(const PlannedFilter &filter, const PlannedImplementation &planned,
+                FilterChange &change)
+    {
+        const LibraryUnion::Entry &entry = m_union.entries()[planned.index];
+        CreatedAsset asset;
+        asset.nodeDef = entry.nodeDef;
+        asset.library = entry.library;
+        // All heads of a filter are named alike, unless the filter was given a name of its own.
+        const bool isNamedAfterNode = entry.nodeDef.node.toLower() == filter.key;
+        asset.assetName = isNamedAfterNode ? filter.name : entry.nodeDef.node;
+        asset.text = planned.text;
+        asset.position = entry.position;
+        asset.isHead = planned.place.isHead();
+        asset.isDynamic = filter.isDynamic;
+        const QString &name = entry.nodeDef.name;
+        const int latest = m_facts.latestGeneration ? m_facts.latestGeneration(name) : 0;
+        asset.id = ImplementationId{name, ImplementationId::digestOf(entry.nodeDef, planned.text),
+                                    latest + 1}
+                           .toBytes();
+
+        const std::size_t index = m_plan.created.size();
+        m_placeOf.insert(name, {.created = index, .held = {}});
+        if (planned.place.next != nullptr)
+            m_nextOf.emplace_back(index, planned.place.next->name);
+        (asset.isHead ? change.batch : change.superseded).push_back(index);
+        m_plan.created.push_back(std::move(asset));
+    }
+
+    void addRemovedFilters()
+    {
+        QSet<QString> planned;
+        for (const FilterChange &each : m_plan.filters)
+            planned.insert(each.key);
+        for (const auto &[key, held] : m_heldByKey) {
+            if (planned.contains(key))
+                continue;
+            FilterChange change;
+            change.name = m_held[held.front()].filterName;
+            change.key = key;
+            change.state = FilterChange::State::Removed;
+            change.wasDynamic = change.isDynamic = isAnyDynamic(held);
+            change.replaced = held;
+            m_plan.filters.push_back(std::move(change));
+        }
+        std::sort(m_plan.filters.begin(), m_plan.filters.end(),
+                  [](const FilterChange &left, const FilterChange &right) {
+                      return left.key < right.key;
+                  });
+    }
+
+    void linkVersions()
+    {
+        for (const auto &[index, next] : m_nextOf)
+            m_plan.created[index].next = m_placeOf.value(next);
+    }
+
+    void linkOldAssets(FilterChange &change)
+    {
+        bool isAnySurvivor = false;
+        for (const std::size_t held : change.replaced) {
+            const std::optional<std::size_t> created =
+                    m_placeOf.value(m_held[held].nodeDef.name).created;
+            if (!created)
+                continue;
+            isAnySurvivor = true;
+            link(held, *created);
+        }
+        if (isAnySurvivor || change.batch.empty())
+            return;
+        for (const std::size_t held : change.replaced)
+            link(held, change.batch.front());
+    }
+
+    // What was static is found again by its name; a dynamic filter takes no static one's line.
+    void link(std::size_t held, std::size_t created)
+    {
+        if (!m_held[held].isDynamic && m_plan.created[created].isDynamic)
+            return;
+        m_plan.successions.push_back({held, created});
+        std::optional<std::size_t> last = created;
+        while (last && !m_plan.created[*last].isHead)
+            last = m_plan.created[*last].next.created;
+        if (last)
+            m_plan.created[*last].endsOldLine = true;
+    }
+
+    // A persistent dynamic filter takes nothing in before one that succeeds what it holds.
+    void orderBatch(FilterChange &change)
+    {
+        std::stable_partition(change.batch.begin(), change.batch.end(),
+                              [&](std::size_t index) { return m_plan.created[index].endsOldLine; });
+    }
+
+    const std::vector<HeldImplementation> &m_held;
+    const CatalogueFacts &m_facts;
+    LibraryUnion m_union;
+    std::map<QString, Indices> m_heldByKey;
+    QHash<QString, NextVersion> m_placeOf; // where each nodedef stands after the import
+    std::vector<std::pair<std::size_t, QString>> m_nextOf; // new asset, nodedef of its next version
+    ImportPlan m_plan;
+};
+
+} // namespace
+
+ImportPlan LibraryDiff::compare(const std::vector<HeldImplementation> &held,
+                                const std::vector<ReadLibrary> &read, const CatalogueFacts &facts)
+{
+    return Comparison(held, read, facts).run();
+}
+
+} // namespace Tesk::NodeLibrary
