@@ -40,8 +40,8 @@ concept AnyInteger = SignedInteger<T> || UnsignedInteger<T>;
 /// Ownership: a handle, cheap to copy, that is valid as long as its document; a removed node
 /// stays readable until then.
 /// Threads: a document is not thread-safe; several threads may read one that nobody writes.
-/// Errors: every operation but isNull() needs a node that is not null. What cannot be done
-/// raises a SerializationException that names the node, what was found and what was expected.
+/// Errors: what cannot be done raises a SerializationException that names the node, what was
+/// found and what was expected; so does every use of a null node but isNull().
 class DATA_EXPORT Node
 {
 public:
@@ -160,7 +160,6 @@ public:
 
 private:
     friend class ArrayNode;
-    friend class CborDecoder;
     friend class CborEncoder;
     friend class Document;
     friend class NodeChildren;
@@ -180,11 +179,22 @@ private:
     void setUnsigned(quint64 value);
     void setDouble(double value);
 
+    Arena &arena() const;
+    /// The arena of a node that may be given a value.
+    Arena &arenaForValue() const;
+    /// Null after the last one.
+    Node nextSibling() const;
+    /// Of the object or array; 0 when there is none.
+    quint32 findSubNode(const NodeName &name) const;
+    /// 0 when there is none.
+    quint32 findAttribute(const NodeName &name) const;
+    quint32 addAttribute(const NodeName &name);
+
     Arena *m_arena = nullptr;
     quint32 m_index = 0;
 };
 
-/// An ordered list of nodes that share an item name.
+/// An ordered list of nodes; the item name says what they are.
 ///
 /// Ownership, threads and errors as for Node.
 class DATA_EXPORT ArrayNode
@@ -243,6 +253,8 @@ private:
         , m_index(index)
     {}
 
+    Arena &arena() const;
+
     Arena *m_arena = nullptr;
     quint32 m_index = 0;
 };
@@ -254,7 +266,7 @@ struct NodeChild
 {
     std::string_view name;
     ChildKind kind = ChildKind::Object;
-    Node node;       ///< the object, or the attribute as a value; null for an array
+    Node node;       ///< the object, or the attribute as a value to read; null for an array
     ArrayNode array; ///< null unless the child is an array
 };
 

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace Tesk::Data::Serialization {
+
+/// The distinct names of one document, each known by a small number. 0 is "no name".
+///
+/// Most names have at most 16 bytes; two loads that overlap where needed hold such a name
+/// whole, so that finding it compares two words and never looks at the text.
+///
+/// Ownership: borrows the names' bytes.
+class NameTable
+{
+public:
+    NameTable();
+
+    /// 0 when it is not there.
+    quint32 find(std::string_view name) const { return m_index[slotFor(name, wordsOf(name))]; }
+    /// \a name must not be there yet.
+    quint32 insert(std::string_view name);
+
+    std::string_view text(quint32 id) const { return {m_entries[id].data, m_entries[id].size}; }
+    quint32 count() const { return static_cast<quint32>(m_entries.size() - 1); }
+
+    /// Starts a new set of marked names, empty.
+    void startMarks() { ++m_mark; }
+    bool isMarked(quint32 id) const { return m_entries[id].mark == m_mark; }
+    void mark(quint32 id) { m_entries[id].mark = m_mark; }
+
+    void clear();
+
+private:
+    struct Words
+    {
+        quint64 head = 0;
+        quint64 tail = 0;
+    };
+    struct Entry
+    {
+        const char *data = nullptr;
+        std::size_t size = 0;
+        Words words;
+        quint64 mark = 0;
+    };
+
+    static constexpr std::size_t sWholeInWords = 16;
+
+    template<class T>
+    static T load(const char *from)
+    {
+        T value;
+        std::memcpy(&value, from, sizeof(value));
+        return value;
+    }
+
+    /// Together with the size they tell names of up to 16 bytes apart.
+    Words wordsOf(std::string_view name) const
+    {
+        const char *data = name.data();
+        const std::size_t size = name.size();
+        if (size > sWholeInWords)
+            return wordsOfLong(name);
+        if (size >= 8)
+            return {load<quint64>(data), load<quint64>(data + size - 8)};
+        if (size >= 4)
+            return {load<quint32>(data), load<quint32>(data + size - 4)};
+        if (size == 0)
+            return {};
+        // At most three bytes: the first, the middle and the last one.
+        const auto byte = [data](std::size_t at) {
+            return quint64(static_cast<uchar>(data[at]));
+        };
+        return {byte(0) | byte(size / 2) << 8 | byte(size - 1) << 16, 0};
+    }
+    Words wordsOfLong(std::string_view name) const;
+
+    static quint64 fold(quint64 a, quint64 b)
+    {
+        __extension__ using Wide = unsigned __int128;
+        const Wide product = Wide(a) * b;
+        return static_cast<quint64>(product) ^ static_cast<quint64>(product >> 64);
+    }
+    quint64 hashOf(const Words &words, std::size_t size) const
+    {
+        return fold(words.head ^ m_seed, words.tail ^ 0x9E3779B97F4A7C15U ^ (size << 56));
+    }
+
+    /// Where the name stands in m_index, or the free place where it belongs.
+    std::size_t slotFor(std::string_view name, const Words &words) const
+    {
+        const std::size_t mask = m_index.size() - 1;
+        std::size_t at = hashOf(words, name.size()) & mask;
+        while (const quint32 id = m_index[at]) {
+            const Entry &entry = m_entries[id];
+            if (entry.words.head == words.head && entry.words.tail == words.tail
+                && entry.size == name.size()
+                && (name.size() <= sWholeInWords
+                    || std::memcmp(entry.data, name.data(), name.size()) == 0)) {
+                break;
+            }
+            at = (at + 1) & mask;
+        }
+        return at;
+    }
+    void grow();
+
+    std::vector<Entry> m_entries; // by id; the first stands for "no name"
+    std::vector<quint32> m_index; // open addressing, a power of two, at most half full
+    quint64 m_mark = 0;
+    quint64 m_seed; // names come from files: nobody shall choose those that collide
+};
+
+} // namespace Tesk::Data::Serialization
