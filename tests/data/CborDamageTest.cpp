@@ -32,7 +32,7 @@ TEST_F(CborDamageTest, refusesNothingAtAll)
 
 TEST_F(CborDamageTest, refusesACutItem)
 {
-    EXPECT_EQ(faultOf("a2616100"), "4: the data ends where an item must begin");
+    EXPECT_EQ(faultOf("a26161006162"), "6: the data ends where an item must begin");
     EXPECT_EQ(faultOf("a161611901"), "3: the data ends inside an item");
     EXPECT_EQ(faultOf("a1616165616263"), "3: text of 5 bytes where 3 are left");
     EXPECT_EQ(faultOf("a1616143"), "3: bytes of 3 bytes where 0 are left");
@@ -190,7 +190,7 @@ TEST_F(CborDamageTest, refusesClassInformationThatIsNotFirst)
 
 TEST_F(CborDamageTest, refusesCountsThatTheDataCannotHold)
 {
-    EXPECT_EQ(faultOf("a3616100616200"), "0: a map of 3 entries where 6 bytes are left");
+    EXPECT_EQ(faultOf("a4616100616200"), "0: a map of 4 entries where 6 bytes are left");
     EXPECT_EQ(faultOf("bbffffffffffffffff"),
               "0: a map of 18446744073709551615 entries where 0 bytes are left");
     EXPECT_EQ(faultOf("a161619bffffffffffffffff"),

@@ -64,9 +64,9 @@ private:
     QString anyText()
     {
         QString text;
-        for (quint64 left = below(below(10) == 0 ? 300 : 12); left > 0; --left)
+        for (quint64 left = below(below(10) == 0 ? 60 : 12); left > 0; --left)
             text += anyCharacter();
-        return text.left(60);
+        return text;
     }
     QString anyCharacter()
     {

@@ -90,9 +90,9 @@ TEST(CborTest, writesFloatingPointNumbersInTheShortestFormThatKeepsThem)
     EXPECT_EQ(hexOfValue(65504.0), "f97bff");     // the largest half
     EXPECT_EQ(hexOfValue(65536.0), "fa47800000"); // beyond it
     EXPECT_EQ(hexOfValue(100000.0), "fa47c35000");
-    EXPECT_EQ(hexOfValue(5.960464477539063e-8), "f90001");     // the smallest half
-    EXPECT_EQ(hexOfValue(2.980232238769531e-8), "fa33000000"); // half of it
-    EXPECT_EQ(hexOfValue(0.00006103515625), "f90400");         // the smallest normal half
+    EXPECT_EQ(hexOfValue(std::ldexp(1.0, -24)), "f90001");     // the smallest half
+    EXPECT_EQ(hexOfValue(std::ldexp(1.0, -25)), "fa33000000"); // half of it
+    EXPECT_EQ(hexOfValue(std::ldexp(1.0, -14)), "f90400");     // the smallest normal half
     EXPECT_EQ(hexOfValue(-4.0), "f9c400");
     EXPECT_EQ(hexOfValue(1.1), "fb3ff199999999999a");
     EXPECT_EQ(hexOfValue(3.4028234663852886e+38), "fa7f7fffff"); // the largest single
@@ -127,8 +127,9 @@ TEST(CborTest, everyHalfIsReadAndWrittenUnchanged)
         const double mantissa = half & 1023;
         const double size = exponent == 0 ? std::ldexp(mantissa, -24)
                                           : std::ldexp(mantissa + 1024, exponent - 25);
-        if (exponent != 31)
+        if (exponent != 31) {
             ASSERT_EQ(document.root().toDouble(), half >> 15 == 0 ? size : -size) << half;
+        }
     }
 }
 
