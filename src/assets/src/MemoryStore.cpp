@@ -90,7 +90,7 @@ auto MemoryStore::Impl::change(const std::string &place, Work work)
     const std::size_t mark = content->mark();
     const qint64 before = content->tables.generation;
     try {
-        auto result = work();
+        auto result = work(place);
         if (!inTransactionLocked())
             noteCommitLocked(before);
         return result;
@@ -284,22 +284,22 @@ std::vector<std::optional<StoredAsset>> MemoryStore::load(std::span<const QByteA
 
 std::vector<qint64> MemoryStore::write(std::span<const AssetWrite> assets)
 {
-    return m_impl->change(TESK_HERE, [this, assets] {
+    return m_impl->change(TESK_HERE, [this, assets](const std::string &place) {
         std::vector<qint64> revisions;
         revisions.reserve(assets.size());
         for (const AssetWrite &asset : assets)
-            revisions.push_back(m_impl->writeLocked(TESK_HERE, asset));
+            revisions.push_back(m_impl->writeLocked(place, asset));
         return revisions;
     });
 }
 
 qsizetype MemoryStore::remove(std::span<const AssetRemoval> assets)
 {
-    return m_impl->change(TESK_HERE, [this, assets] {
+    return m_impl->change(TESK_HERE, [this, assets](const std::string &place) {
         qsizetype count = 0;
         for (const AssetRemoval &removal : assets) {
             const MemoryAsset *const asset = m_impl->content->tables.find(removal.id);
-            requireRevision(TESK_HERE, removal.id, removal.expectedRevision,
+            requireRevision(place, removal.id, removal.expectedRevision,
                             asset ? asset->row.revision : 0);
             if (!asset)
                 continue;
@@ -312,12 +312,12 @@ qsizetype MemoryStore::remove(std::span<const AssetRemoval> assets)
 
 std::vector<qint64> MemoryStore::setNames(std::span<const NameWrite> names)
 {
-    return m_impl->change(TESK_HERE, [this, names] {
+    return m_impl->change(TESK_HERE, [this, names](const std::string &place) {
         std::vector<qint64> revisions;
         revisions.reserve(names.size());
         for (const NameWrite &write : names) {
-            requireText(TESK_HERE, write.name, write.id);
-            MemoryAsset &asset = m_impl->requireLocked(TESK_HERE, write.id);
+            requireText(place, write.name, write.id);
+            MemoryAsset &asset = m_impl->requireLocked(place, write.id);
             if (asset.row.name != write.name) {
                 m_impl->content->change(asset);
                 asset.row.name = write.name;
@@ -332,7 +332,7 @@ std::vector<qint64> MemoryStore::setNames(std::span<const NameWrite> names)
 
 qsizetype MemoryStore::setFlags(std::span<const QByteArray> ids, quint32 mask, quint32 flags)
 {
-    return m_impl->change(TESK_HERE, [this, ids, mask, flags] {
+    return m_impl->change(TESK_HERE, [this, ids, mask, flags](const std::string &) {
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             MemoryAsset *const asset = m_impl->content->tables.find(id);
@@ -399,11 +399,11 @@ std::vector<std::optional<MetaRow>> MemoryStore::metaDataItems(std::span<const Q
 
 qsizetype MemoryStore::setMetaData(std::span<const MetaWrite> items)
 {
-    return m_impl->change(TESK_HERE, [this, items] {
+    return m_impl->change(TESK_HERE, [this, items](const std::string &place) {
         qsizetype count = 0;
         for (const MetaWrite &write : items) {
-            requireMetaRow(TESK_HERE, write.item, write.id);
-            MemoryAsset &asset = m_impl->requireLocked(TESK_HERE, write.id);
+            requireMetaRow(place, write.item, write.id);
+            MemoryAsset &asset = m_impl->requireLocked(place, write.id);
             const auto entry = asset.metaData.find(write.item.key);
             if (entry != asset.metaData.end() && isSame(entry->second, write.item))
                 continue;
@@ -416,7 +416,7 @@ qsizetype MemoryStore::setMetaData(std::span<const MetaWrite> items)
 
 qsizetype MemoryStore::removeMetaData(std::span<const QByteArray> ids, const QString &key)
 {
-    return m_impl->change(TESK_HERE, [this, ids, &key] {
+    return m_impl->change(TESK_HERE, [this, ids, &key](const std::string &) {
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             MemoryAsset *const asset = m_impl->content->tables.find(id);
@@ -484,11 +484,11 @@ std::vector<CatalogueRow> MemoryStore::scanCollection(const QByteArray &collecti
 qsizetype MemoryStore::appendToCollection(const QByteArray &collection,
                                           std::span<const QByteArray> ids)
 {
-    return m_impl->change(TESK_HERE, [this, &collection, ids] {
-        MemoryAsset &asset = m_impl->requireLocked(TESK_HERE, collection);
+    return m_impl->change(TESK_HERE, [this, &collection, ids](const std::string &place) {
+        MemoryAsset &asset = m_impl->requireLocked(place, collection);
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
-            requireId(TESK_HERE, id);
+            requireId(place, id);
             if (m_impl->content->append(collection, id))
                 ++count;
         }
@@ -501,14 +501,14 @@ qsizetype MemoryStore::appendToCollection(const QByteArray &collection,
 qsizetype MemoryStore::removeFromCollection(const QByteArray &collection,
                                             std::span<const QByteArray> ids)
 {
-    return m_impl->change(TESK_HERE, [this, &collection, ids] {
+    return m_impl->change(TESK_HERE, [this, &collection, ids](const std::string &place) {
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             if (m_impl->content->take(collection, id))
                 ++count;
         }
         if (count > 0)
-            m_impl->content->change(m_impl->requireLocked(TESK_HERE, collection));
+            m_impl->content->change(m_impl->requireLocked(place, collection));
         return count;
     });
 }
@@ -530,9 +530,9 @@ MemoryStore::thumbnails(std::span<const QByteArray> ids) const
 
 void MemoryStore::setThumbnails(std::span<const ThumbnailWrite> thumbnails)
 {
-    m_impl->change(TESK_HERE, [this, thumbnails] {
+    m_impl->change(TESK_HERE, [this, thumbnails](const std::string &place) {
         for (const ThumbnailWrite &write : thumbnails) {
-            MemoryAsset &asset = m_impl->requireLocked(TESK_HERE, write.id);
+            MemoryAsset &asset = m_impl->requireLocked(place, write.id);
             const auto wanted = write.data.isEmpty() ? std::nullopt : std::optional(write.data);
             if (asset.thumbnail != wanted)
                 m_impl->content->change(asset).thumbnail = wanted;
