@@ -49,8 +49,8 @@ inline QByteArray overload(const QByteArray &name, const QByteArray &node, const
                            const QByteArray &more = {})
 {
     return "<nodedef name=\"" + name + "\" node=\"" + node + "\" " + more
-            + "><input name=\"in\" type=\"" + type + "\"/><output name=\"out\" type=\"" + type
-            + "\"/></nodedef>";
+           + "><input name=\"in\" type=\"" + type + "\"/><output name=\"out\" type=\"" + type
+           + "\"/></nodedef>";
 }
 
 inline std::vector<const NodeDef *> pointersTo(const std::vector<NodeDef> &nodeDefs)

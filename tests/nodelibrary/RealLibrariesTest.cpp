@@ -37,8 +37,8 @@ protected:
     {
         ReadLibrary library;
         for (const NodeDef &nodeDef : read().nodeDefs) {
-            const QString group = nodeDef.nodeGroup.isEmpty() ? QStringLiteral("(none)")
-                                                              : nodeDef.nodeGroup;
+            const QString group =
+                    nodeDef.nodeGroup.isEmpty() ? QStringLiteral("(none)") : nodeDef.nodeGroup;
             library.nodeDefs.push_back({nodeDef, byGroup ? group : nodeDef.node});
         }
         return LibraryDiff::compare({}, {library}, {});

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace Tesk::NodeLibrary {
@@ -56,9 +57,12 @@ std::vector<PlannedFilter> FilterPlan::plan(const Items &items,
 {
     const std::vector<VersionPlace> places = settleVersions(items);
     std::map<QString, PlannedFilter> filters;
+    std::set<QString> keysWithHead;
     for (std::size_t i = 0; i < items.size(); ++i) {
-        PlannedFilter &filter = filters[items[i].filterName.toLower()];
-        if (filter.name.isEmpty() || (places[i].isHead() && filter.headCount() == 0))
+        const QString key = items[i].filterName.toLower();
+        PlannedFilter &filter = filters[key];
+        const bool isFirstHead = places[i].isHead() && keysWithHead.insert(key).second;
+        if (isFirstHead || filter.name.isEmpty())
             filter.name = items[i].filterName;
         filter.implementations.push_back({i, items[i].nodeDef, places[i], {}});
     }

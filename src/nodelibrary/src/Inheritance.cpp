@@ -13,7 +13,7 @@ namespace Tesk::NodeLibrary {
 // Far beyond what a library made by people needs; without them a small hostile file could ask for
 // any amount of memory.
 static constexpr int sLongestLine = 64;
-static constexpr std::size_t sMostInheritedPorts = 4'000'000;
+static constexpr std::size_t sMostInheritedPorts = 1'000'000;
 
 namespace {
 

@@ -1,10 +1,16 @@
 #include "NodeDefParser.h"
 
+#include "TagScan.h"
+
+#include <algorithm>
 #include <optional>
 
 using namespace Qt::StringLiterals;
 
 namespace Tesk::NodeLibrary {
+
+// Ten times what the format defines; see TagScan.
+static constexpr int sMostAttributes = 1000;
 
 static std::optional<NodePort::Kind> portKindOf(QStringView element)
 {
@@ -41,6 +47,13 @@ static QString NodeDef::*memberFor(QStringView attribute)
     return nullptr;
 }
 
+// ASCII is UTF-8, and so says many a file that is.
+static bool isUtf8(QStringView encoding)
+{
+    return encoding.isEmpty() || encoding.compare("UTF-8"_L1, Qt::CaseInsensitive) == 0
+           || encoding.compare("US-ASCII"_L1, Qt::CaseInsensitive) == 0;
+}
+
 NodeDefParser::NodeDefParser(const QByteArray &bytes, const QString &filePath,
                              const QString &relativePath)
     : m_filePath(filePath)
@@ -54,12 +67,13 @@ NodeDefParser::NodeDefParser(const QByteArray &bytes, const QString &filePath,
         if (bytes[begin] == '\n')
             m_offset = {m_offset.line + 1, 0};
     }
-    m_xml.addData(begin == 0 ? bytes : bytes.sliced(begin));
+    m_bytes = begin == 0 ? bytes : bytes.sliced(begin);
+    m_xml.addData(m_bytes);
 }
 
 bool NodeDefParser::parse()
 {
-    if (!readRoot())
+    if (!isReadable() || !readRoot())
         return false;
     Position position;
     while (nextElement(position)) {
@@ -71,9 +85,28 @@ bool NodeDefParser::parse()
     return readToEnd();
 }
 
+// Turns away what the XML reader could not cope with.
+bool NodeDefParser::isReadable()
+{
+    if (m_bytes.startsWith("\xFF\xFE") || m_bytes.startsWith("\xFE\xFF")
+        || QByteArrayView(m_bytes).first(std::min<qsizetype>(m_bytes.size(), 4)).contains('\0'))
+        return refuse(u"is not encoded in UTF-8"_s);
+    const qsizetype crowded = TagScan::findCrowdedTag(m_bytes, sMostAttributes);
+    if (crowded >= 0) {
+        const QByteArrayView before = QByteArrayView(m_bytes).first(crowded);
+        const qint64 line = before.count('\n') + 1;
+        const qint64 column = before.size() - (before.lastIndexOf('\n') + 1);
+        return refuse(u"has a tag with more than %1 attributes"_s.arg(sMostAttributes),
+                      shifted(line, column));
+    }
+    return true;
+}
+
 bool NodeDefParser::readRoot()
 {
     while (!m_xml.atEnd() && m_xml.readNext() != QXmlStreamReader::StartElement) {
+        if (m_xml.isStartDocument() && !isUtf8(m_xml.documentEncoding()))
+            return refuse(u"is declared as %1, expected UTF-8"_s.arg(m_xml.documentEncoding()));
         // Entities are for other formats; a few lines of them can grow beyond any memory.
         if (m_xml.tokenType() == QXmlStreamReader::DTD && !m_xml.entityDeclarations().isEmpty())
             return refuse(u"declares entities, which a node library may not"_s);
@@ -104,6 +137,9 @@ bool NodeDefParser::nextElement(Position &position)
         if (m_xml.isEndElement() || m_xml.isEndDocument())
             return false;
         position = this->position();
+        // The reader finds the end of a text in the "<" behind it.
+        if (m_xml.isCharacters() && !m_xml.isCDATA())
+            --position.column;
     }
     return false;
 }
@@ -182,11 +218,11 @@ void NodeDefParser::readPort(NodePort::Kind kind, Position position, NodeDef &no
 }
 
 // Whatever was read before is dropped: a file counts whole or not at all.
-bool NodeDefParser::refuse(const QString &reason)
+bool NodeDefParser::refuse(const QString &reason, std::optional<Position> place)
 {
     m_nodeDefs.clear();
     m_problems.clear();
-    report(Problem::Severity::FileRefused, position(), reason);
+    report(Problem::Severity::FileRefused, place.value_or(position()), reason);
     return false;
 }
 

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QXmlStreamReader>
 
+#include <optional>
 #include <vector>
 
 namespace Tesk::NodeLibrary {
@@ -33,6 +34,7 @@ private:
         qint64 column = 0;
     };
 
+    bool isReadable();
     bool readRoot();
     void readNodeDef(Position position);
     void readPorts(NodeDef &nodeDef);
@@ -40,11 +42,12 @@ private:
     bool readToEnd();
     bool nextElement(Position &position);
 
-    bool refuse(const QString &reason);
+    bool refuse(const QString &reason, std::optional<Position> place = {});
     void report(Problem::Severity severity, Position position, const QString &text);
     Position position() const;
     Position shifted(qint64 line, qint64 column) const;
 
+    QByteArray m_bytes; // without what stands in front of the XML declaration
     QXmlStreamReader m_xml;
     QString m_filePath;
     QString m_relativePath;
