@@ -116,9 +116,9 @@ void StateBase::publishValue(const std::shared_ptr<StateBase> &state) noexcept
 }
 
 void StateBase::publishFailure(const std::shared_ptr<StateBase> &state,
-                               std::exception_ptr exception) noexcept
+                               const std::exception_ptr &exception) noexcept
 {
-    state->m_exception = std::move(exception);
+    state->m_exception = exception;
     publish(state, HasFailed);
 }
 

@@ -5,7 +5,6 @@
 #include <concepts>
 #include <functional>
 #include <memory>
-#include <type_traits>
 #include <utility>
 
 namespace Tesk {
@@ -20,12 +19,9 @@ class FUTURES_EXPORT future_task
 public:
     future_task() noexcept;
 
-    template<class F>
-    requires(
-            !std::same_as<
-                    std::remove_cvref_t<F>,
-                    future_task> && std::is_invocable_v<std::decay_t<F>>) explicit future_task(F &&function)
-        : m_body(std::make_unique<Callable<std::decay_t<F>>>(std::forward<F>(function)))
+    template<std::invocable F>
+    explicit future_task(F function)
+        : m_body(std::make_unique<Callable<F>>(std::move(function)))
     {}
 
     future_task(future_task &&other) noexcept;
@@ -53,9 +49,8 @@ private:
     class Callable final : public Body
     {
     public:
-        template<class G>
-        explicit Callable(G &&function)
-            : m_function(std::forward<G>(function))
+        explicit Callable(F function)
+            : m_function(std::move(function))
         {}
         void run() override { std::invoke(std::move(m_function)); }
 

@@ -48,7 +48,7 @@ public:
     }
 
     /// Waits, then returns the value by reference (nothing for `void`) or throws the failure.
-    std::add_lvalue_reference_t<std::add_const_t<T>> get() const
+    std::conditional_t<std::is_void_v<T>, void, const FutureDetail::Stored<T> &> get() const
     {
         wait();
         if (m_state->hasFailed())
@@ -127,10 +127,10 @@ inline future<void> make_ready_future()
 
 /// \a exception must not be null.
 template<class T>
-future<T> make_failed_future(std::exception_ptr exception)
+future<T> make_failed_future(const std::exception_ptr &exception)
 {
     FutureDetail::Writer<T> writer;
-    writer.fail(std::move(exception));
+    writer.fail(exception);
     return FutureDetail::Access::makeFuture(writer.state());
 }
 

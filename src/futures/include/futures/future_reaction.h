@@ -41,14 +41,14 @@ template<class R>
 struct Flattened
 {
     using Type = std::decay_t<R>;
-    static constexpr bool IsFuture = false;
+    static constexpr bool sIsFuture = false;
 };
 
 template<class T>
 struct Flattened<future<T>>
 {
     using Type = T;
-    static constexpr bool IsFuture = true;
+    static constexpr bool sIsFuture = true;
 };
 
 template<class F, class... Args>
@@ -97,14 +97,22 @@ auto callOnce(F function, Args &&...args)
     }
 }
 
+template<class F>
+F takeOut(std::optional<F> &function)
+{
+    F taken = std::move(*function);
+    function.reset();
+    return taken;
+}
+
 /// Calls \a function and completes \a target with what it returns or throws.
 template<class T, class F, class... Args>
-void fulfil(Writer<T> &target, F &&function, Args &&...args) noexcept
+void fulfil(Writer<T> &target, std::optional<F> &function, Args &&...args) noexcept
 {
     std::exception_ptr failure;
     try {
-        auto result = callOnce<F>(std::move(function), std::forward<Args>(args)...);
-        if constexpr (Flattened<decltype(result)>::IsFuture)
+        auto result = callOnce<F>(takeOut(function), std::forward<Args>(args)...);
+        if constexpr (Flattened<decltype(result)>::sIsFuture)
             follow(target, Access::stateOf(result));
         else
             target.complete(std::move(result));
@@ -112,14 +120,14 @@ void fulfil(Writer<T> &target, F &&function, Args &&...args) noexcept
     } catch (...) {
         failure = std::current_exception();
     }
-    target.fail(std::move(failure)); // outside the handler: it runs continuations
+    target.fail(failure); // outside the handler: it runs continuations
 }
 
 /// A function attached to a future of T, with the writing end of the future of its result.
 template<class T, class F>
 class Reaction
 {
-    static constexpr bool TakesValue = [] {
+    static constexpr bool sTakesValue = [] {
         if constexpr (std::is_void_v<T>)
             return std::is_invocable_v<F>;
         else
@@ -128,7 +136,7 @@ class Reaction
 
     static auto flattenedResult()
     {
-        if constexpr (!TakesValue)
+        if constexpr (!sTakesValue)
             return std::type_identity<FlattenedResult<F, future<T>>>();
         else if constexpr (std::is_void_v<T>)
             return std::type_identity<FlattenedResult<F>>();
@@ -139,9 +147,8 @@ class Reaction
 public:
     using Result = typename decltype(flattenedResult())::type;
 
-    template<class G>
-    explicit Reaction(G &&function)
-        : m_function(std::forward<G>(function))
+    explicit Reaction(F function)
+        : m_function(std::move(function))
     {}
 
     const std::shared_ptr<State<Result>> &resultState() const { return m_target.state(); }
@@ -149,21 +156,21 @@ public:
     /// False where the outcome of \a source is passed on without calling the function.
     static bool callsFunction(const StateBase &source)
     {
-        return !TakesValue || !source.hasFailed();
+        return !sTakesValue || !source.hasFailed();
     }
 
     void operator()(const std::shared_ptr<State<T>> &source) noexcept
     {
-        F function = std::move(*m_function);
-        m_function.reset();
-        if constexpr (!TakesValue)
-            fulfil(m_target, std::move(function), Access::makeFuture(source));
-        else if (source->hasFailed())
+        if constexpr (!sTakesValue) {
+            fulfil(m_target, m_function, Access::makeFuture(source));
+        } else if (source->hasFailed()) {
+            m_function.reset();
             m_target.fail(source->exception());
-        else if constexpr (std::is_void_v<T>)
-            fulfil(m_target, std::move(function));
-        else
-            fulfil(m_target, std::move(function), source->value());
+        } else if constexpr (std::is_void_v<T>) {
+            fulfil(m_target, m_function);
+        } else {
+            fulfil(m_target, m_function, source->value());
+        }
     }
 
 private:

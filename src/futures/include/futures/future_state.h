@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <type_traits>
@@ -62,7 +61,7 @@ public:
     void unclaim() noexcept;
     static void publishValue(const std::shared_ptr<StateBase> &state) noexcept;
     static void publishFailure(const std::shared_ptr<StateBase> &state,
-                               std::exception_ptr exception) noexcept;
+                               const std::exception_ptr &exception) noexcept;
 
     /// Has \a continuation run after those attached before it, at once when none is left to run.
     static void attach(const std::shared_ptr<StateBase> &state,
@@ -137,7 +136,7 @@ public:
 
     /// Shares the value of \a other, which is ready. Values are never copied, and a state
     /// always points at the one that holds the value, so that no chain of states grows.
-    void shareValue(const std::shared_ptr<const State> &other)
+    void shareValue(const std::shared_ptr<const State> &other) noexcept
     {
         const auto *source = std::get_if<Shared>(&other->m_value);
         m_value.template emplace<Shared>(source ? *source : other);
@@ -168,19 +167,17 @@ public:
     }
     ~Writer() { cancel(); }
 
-    /// Throws `std::future_error` where there is no state (moved from).
-    const std::shared_ptr<State<T>> &state() const
-    {
-        if (!m_state)
-            throw std::future_error(std::future_errc::no_state);
-        return m_state;
-    }
+    /// Null where it was moved from.
+    const std::shared_ptr<State<T>> &state() const noexcept { return m_state; }
+
+    // Each of these returns false where there is nothing to complete any more.
 
     /// Nothing is completed where constructing the value throws.
     template<class... Args>
-    void complete(Args &&...args)
+    bool complete(Args &&...args)
     {
-        claim();
+        if (!claim())
+            return false;
         try {
             m_state->setValue(std::forward<Args>(args)...);
         } catch (...) {
@@ -188,39 +185,39 @@ public:
             throw;
         }
         StateBase::publishValue(m_state);
+        return true;
     }
 
-    void fail(std::exception_ptr exception)
+    bool fail(const std::exception_ptr &exception) noexcept
     {
-        claim();
-        StateBase::publishFailure(m_state, std::move(exception));
+        if (!claim())
+            return false;
+        StateBase::publishFailure(m_state, exception);
+        return true;
+    }
+
+    bool cancel() noexcept
+    {
+        if (!claim())
+            return false;
+        StateBase::publishFailure(m_state, makeCancellation());
+        return true;
     }
 
     /// Takes over the outcome of \a other, which is ready.
-    void completeLike(const std::shared_ptr<State<T>> &other)
+    bool completeLike(const std::shared_ptr<State<T>> &other) noexcept
     {
-        if (other->hasFailed()) {
-            fail(other->exception());
-            return;
-        }
-        claim();
+        if (other->hasFailed())
+            return fail(other->exception());
+        if (!claim())
+            return false;
         m_state->shareValue(other);
         StateBase::publishValue(m_state);
-    }
-
-    /// Does nothing where the state is complete already.
-    void cancel() noexcept
-    {
-        if (m_state && m_state->claim())
-            StateBase::publishFailure(m_state, makeCancellation());
+        return true;
     }
 
 private:
-    void claim()
-    {
-        if (!state()->claim())
-            throw std::future_error(std::future_errc::promise_already_satisfied);
-    }
+    bool claim() noexcept { return m_state && m_state->claim(); }
 
     std::shared_ptr<State<T>> m_state;
 };

@@ -4,6 +4,7 @@
 #include <futures/future.h>
 
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <type_traits>
 #include <utility>
@@ -27,10 +28,9 @@ template<class T, class F>
 class StoppableTask
 {
 public:
-    template<class G>
-    StoppableTask(std::stop_token token, G &&function)
+    StoppableTask(std::stop_token token, F function)
         : m_token(std::move(token))
-        , m_function(std::forward<G>(function))
+        , m_function(std::move(function))
     {}
 
     const std::shared_ptr<State<T>> &resultState() const { return m_target.state(); }
@@ -40,15 +40,15 @@ public:
         if (m_token.stop_requested())
             return; // the executor destroys the task, which cancels
         if constexpr (std::is_invocable_v<F, std::stop_token>)
-            fulfil(m_target, std::move(m_function), std::move(m_token));
+            fulfil(m_target, m_function, std::move(m_token));
         else
-            fulfil(m_target, std::move(m_function));
+            fulfil(m_target, m_function);
     }
 
 private:
     Writer<T> m_target;
     std::stop_token m_token;
-    F m_function; // dies before the target is cancelled
+    std::optional<F> m_function; // dies before the target is cancelled
 };
 
 template<class F>
