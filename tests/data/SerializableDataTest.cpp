@@ -188,13 +188,14 @@ TEST_F(ShellTest, decodesSilently)
     shell.setChangeListener(&listener);
     shell.onLoaded = [&] {
         shell.count.set(8);
-        shell.types.begin()->second->implementationRef.set(Reference{"other"});
+        shell.types.begin()->second->paramUidCorrespondance.insert(5, 12);
     };
 
     EXPECT_EQ(shell.count.get(), 8);
 
     EXPECT_THAT(shell.heard, IsEmpty());
     EXPECT_THAT(shell.types.begin()->second->heard, IsEmpty());
+    EXPECT_THAT(shell.ioDesc.get()->parameters.at(0)->heard, IsEmpty());
     EXPECT_THAT(listener.changed, IsEmpty());
 }
 

@@ -61,7 +61,8 @@ const QString Record::sTypeName = QStringLiteral("Tesk::Data::Record");
 Record::Record(SerializableData *parent)
     : Listening(parent)
     , implementationRef(*this, QStringLiteral("implementationRef"), {})
-    , paramUidCorrespondance(*this, QStringLiteral("paramUidCorrespondance"), {})
+    , paramUidCorrespondance(*this, QStringLiteral("paramUidCorrespondance"),
+                             SerializableFieldBase::NotifyChanges)
 {
     registerField(implementationRef);
     registerField(paramUidCorrespondance);
@@ -79,7 +80,7 @@ RecordPointer makeRecord(const QByteArray &id)
 
 Parameter::Parameter(SerializableData *parent)
     : Listening(parent)
-    , identifier(*this, QStringLiteral("identifier"), {})
+    , identifier(*this, QStringLiteral("identifier"), SerializableFieldBase::NotifyChanges)
     , uid(*this, QStringLiteral("uid"), {})
 {
     registerField(identifier);

@@ -2,6 +2,7 @@
 
 #include "Arena.h"
 
+#include <data/ClassRegistry.h>
 #include <data/RaiseSerialization.h>
 
 #include <vantbase/Location.h>
@@ -281,7 +282,8 @@ int Node::classVersion() const
 void Node::checkClassInfo(const QString &expectedClassName) const
 {
     const QString found = className();
-    if (found != expectedClassName) {
+    if (found != expectedClassName
+        && ClassRegistry::currentName(found) != ClassRegistry::currentName(expectedClassName)) {
         raiseSerialization(TESK_HERE,
                            QStringLiteral("Cannot read %1: it holds class \"%2\", expected "
                                           "class \"%3\"")

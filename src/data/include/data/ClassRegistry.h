@@ -48,7 +48,7 @@ public:
     /// Raises an InvalidArgumentException unless \a toVersion is above \a fromVersion.
     static void declareUpdater(const QString &className, int fromVersion, int toVersion,
                                const Updater &updater);
-    /// Whether the class information of \a node is not what would be written today.
+    /// Whether \a node has another version than is written today.
     static bool needsUpgrade(const Serialization::Node &node);
     /// Rewrites \a node, an object with class information, to the current version of its class.
     ///
