@@ -124,7 +124,11 @@ bool NodeDefParser::readToEnd()
 {
     while (!m_xml.atEnd())
         m_xml.readNext();
-    return m_xml.hasError() ? refuse(u"not well-formed: "_s + m_xml.errorString()) : true;
+    if (!m_xml.hasError())
+        return true;
+    // The reader stands behind what it objects to.
+    return refuse(u"not well-formed: "_s + m_xml.errorString(),
+                  shifted(m_xml.lineNumber(), std::max<qint64>(m_xml.columnNumber(), 1)));
 }
 
 // The next child of the current element; false at its end.
