@@ -148,7 +148,7 @@ TEST(ExceptionTest, leavesTheSourceOfAMoveWhole)
     BaseException source("message");
     source.addTrace("name");
 
-    const BaseException moved(std::move(source));
+    const BaseException moved(std::move(source)); // NOLINT(performance-move-const-arg)
 
     EXPECT_STREQ(source.what(), "message"); // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(source.trace(), moved.trace());

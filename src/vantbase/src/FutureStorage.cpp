@@ -50,9 +50,10 @@ void FutureStorage<void>::add(future<void> pending, std::stop_source stop, std::
 {
     std::vector<Entry> finished; // dies after the lock: what it releases may call back
     const std::lock_guard lock(m_mutex);
-    const auto firstFinished = std::ranges::stable_partition(m_entries, [](const Entry &entry) {
-                                   return !isFinished(entry.pending);
-                               }).begin();
+    // The iterator form: clang 14 does not compile the ranges of this standard library.
+    const auto firstFinished =
+            std::stable_partition(m_entries.begin(), m_entries.end(),
+                                  [](const Entry &entry) { return !isFinished(entry.pending); });
     finished.assign(std::move_iterator(firstFinished), std::move_iterator(m_entries.end()));
     m_entries.erase(firstFinished, m_entries.end());
     if (!isFinished(pending))

@@ -8,6 +8,8 @@ static constexpr char sMarkProperty[] = "_tesk_stealingOwnershipForbidden";
 
 void forbidStealingOwnership(QObject *object)
 {
+    if (!object)
+        return;
     if (auto *mark = dynamic_cast<OwnershipMark *>(object))
         mark->forbidStealingOwnership();
     else
@@ -16,6 +18,8 @@ void forbidStealingOwnership(QObject *object)
 
 bool isStealingOwnershipForbidden(const QObject *object)
 {
+    if (!object)
+        return false;
     if (const auto *mark = dynamic_cast<const OwnershipMark *>(object))
         return mark->isStealingOwnershipForbidden();
     return object->property(sMarkProperty).toBool();

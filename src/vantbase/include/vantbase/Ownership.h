@@ -26,7 +26,7 @@ private:
 
 /// Marks \a object so that no other runtime (scripts, user interface) takes its ownership over.
 ///
-/// Call it before the object is shared. Neither parent nor thread of the object change.
+/// Null is left alone. Call it before the object is shared. Neither parent nor thread of the object change.
 VANTBASE_EXPORT void forbidStealingOwnership(QObject *object);
 
 /// Whether forbidStealingOwnership() was called on \a object.
