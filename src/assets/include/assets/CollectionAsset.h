@@ -45,8 +45,10 @@ private:
     std::unique_lock<std::mutex> lockLoaded() const;
     void setItems(std::vector<AssetReference> items) const;
     bool isLoaded() const;
+    std::vector<AssetReference> loadedItems() const;
     bool appendItem(const AssetReference &reference);
-    bool removeItem(const AssetReference &reference);
+    qsizetype removeItem(const AssetReference &reference);
+    void insertItem(qsizetype index, const AssetReference &reference);
     void forgetItems();
 
     mutable std::mutex m_itemsMutex; // nothing else is locked under it

@@ -1,0 +1,83 @@
+#include "AssetFactory.h"
+
+#include <assets/Asset.h>
+#include <assets/CollectionAsset.h>
+#include <data/ClassRegistry.h>
+
+#include <QCoreApplication>
+#include <QMetaType>
+#include <QSet>
+#include <QThread>
+
+#include <mutex>
+
+namespace Tesk::Assets::AssetFactory {
+
+static constexpr int sCollectionVersion = 100;
+
+namespace {
+
+struct TypeList
+{
+    std::mutex mutex;
+    // guarded by mutex
+    QSet<QString> names;
+};
+
+TypeList &typeList()
+{
+    static TypeList list;
+    return list;
+}
+
+} // namespace
+
+void registerType(const QString &typeName)
+{
+    TypeList &list = typeList();
+    const std::lock_guard lock(list.mutex);
+    list.names.insert(typeName);
+}
+
+bool isType(const QString &typeName)
+{
+    TypeList &list = typeList();
+    const std::lock_guard lock(list.mutex);
+    return list.names.contains(typeName);
+}
+
+void registerOwnTypes()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        Data::ClassRegistry::setCurrentVersion(CollectionAsset::sTypeName, sCollectionVersion);
+        Data::ClassRegistry::registerFactory(
+                QMetaType::fromType<CollectionAsset>().id(),
+                []() -> std::shared_ptr<SharedObjectBase> {
+                    return SharedObject<Asset>::adopt(
+                            new CollectionAsset(SharedObject<Asset>::badge(), nullptr));
+                });
+        registerType(CollectionAsset::sTypeName);
+    });
+}
+
+std::shared_ptr<Asset> create(const QString &typeName)
+{
+    if (!Data::ClassRegistry::hasFactory(typeName))
+        return nullptr;
+    auto asset = std::dynamic_pointer_cast<Asset>(Data::ClassRegistry::createShared(typeName));
+    if (asset)
+        moveToMainThread(*asset);
+    return asset;
+}
+
+void moveToMainThread(Asset &asset)
+{
+    const QCoreApplication *application = QCoreApplication::instance();
+    if (application == nullptr || asset.thread() != QThread::currentThread()
+        || asset.thread() == application->thread())
+        return;
+    asset.moveToThread(application->thread());
+}
+
+} // namespace Tesk::Assets::AssetFactory

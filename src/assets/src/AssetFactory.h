@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+namespace Tesk::Assets {
+
+class Asset;
+
+/// Makes assets of classes that are known by name, and keeps the list of asset types.
+///
+/// Threads: any.
+namespace AssetFactory {
+
+void registerType(const QString &typeName);
+bool isType(const QString &typeName);
+
+/// Makes the classes of this module known; the first call does it.
+void registerOwnTypes();
+
+/// Returns a new asset of the main thread; null without a factory, or when that makes
+/// something else.
+std::shared_ptr<Asset> create(const QString &typeName);
+
+/// Gives \a asset to the main thread when it is of the calling one.
+void moveToMainThread(Asset &asset);
+
+} // namespace AssetFactory
+
+} // namespace Tesk::Assets

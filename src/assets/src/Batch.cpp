@@ -1,0 +1,42 @@
+#include "Batch.h"
+
+#include <algorithm>
+
+namespace Tesk::Assets {
+
+bool PendingChange::isEmpty() const
+{
+    return !removed && !created && !contentChanged && !name && !hidden && metaData.empty()
+           && !thumbnail && items.empty();
+}
+
+PendingChange &Batch::change(const AssetRecord &record)
+{
+    PendingChange *&known = m_byRecord[&record];
+    if (known == nullptr) {
+        known = m_changes.emplace_back(std::make_unique<PendingChange>()).get();
+        known->record = &record;
+    }
+    return *known;
+}
+
+const PendingChange *Batch::find(const AssetRecord &record) const
+{
+    const auto found = m_byRecord.find(&record);
+    return found == m_byRecord.end() ? nullptr : found->second;
+}
+
+void Batch::drop(const AssetRecord &record)
+{
+    if (m_byRecord.erase(&record) == 0)
+        return;
+    std::erase_if(m_changes, [&](const auto &change) { return change->record == &record; });
+}
+
+bool Batch::isEmpty() const
+{
+    return std::all_of(m_changes.begin(), m_changes.end(),
+                       [](const auto &change) { return change->isEmpty(); });
+}
+
+} // namespace Tesk::Assets

@@ -1,0 +1,192 @@
+#pragma once
+
+#include "AssetRecord.h"
+#include "AssetSlot.h"
+#include "Batch.h"
+
+#include <assets/AssetDatabaseService.h>
+#include <assets/Store.h>
+
+#include <QSet>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace Tesk::Assets {
+
+class AssetTable;
+class CollectionAsset;
+
+/// The database itself: what the service, the references and the controls speak to.
+///
+/// Each write changes the live objects at once and notes in a batch what is to be stored and
+/// how to take it back. The batch is that of the thread's scope, or one that is committed
+/// before the call returns.
+///
+/// Locks, in the order in which they are taken: those of callers, the decode lock of the data
+/// floor, m_mutex, the store's. No field is touched and no virtual operation of an asset called
+/// under m_mutex, and no asset released.
+class DatabaseCore : public std::enable_shared_from_this<DatabaseCore>
+{
+public:
+    using Status = AssetDatabaseService::Status;
+
+    static std::shared_ptr<DatabaseCore> open(std::unique_ptr<Store> store);
+
+    /// Returns the database that a reference belongs to; null for a null reference, and when
+    /// it is closed.
+    static std::shared_ptr<DatabaseCore> of(const AssetReference &reference);
+    ~DatabaseCore();
+
+    void close();
+    bool isOpen() const;
+
+    // --- finding
+    AssetReference reference(const QByteArray &id);
+    std::shared_ptr<Asset> find(const QByteArray &id);
+    std::shared_ptr<Asset> resolve(const AssetRecord &record);
+    std::shared_ptr<Asset> resolveQuietly(const AssetRecord &record) noexcept;
+    std::vector<AssetReference> findByQuery(const AssetQuery &query);
+    void forEach(const std::function<bool(const AssetReference &, const QString &, const QString &)>
+                         &visit);
+    QString recordedName(const AssetRecord &record);
+    QString recordedType(const AssetRecord &record);
+    void prefetch(std::span<const AssetReference> references);
+
+    // --- making
+    AssetReference getOrCreate(const QByteArray &id, const QString &typeName, Status &status);
+    std::shared_ptr<Asset> createInternal(const QByteArray &id, const QString &typeName,
+                                          const QString &name);
+    AssetReference insert(const std::shared_ptr<Asset> &asset, const QByteArray &id,
+                          const QString &name, const MetaData &metaData);
+    void makePersistent(const std::shared_ptr<Asset> &asset, const MetaData &metaData);
+    bool remove(const AssetRecord &record);
+
+    // --- attributes
+    void renameAsset(const std::shared_ptr<Asset> &asset, const QString &name);
+    void recordName(const AssetRecord &record, const QString &name);
+    MetaData metaData(const AssetRecord &record);
+    std::optional<MetaDataItem> metaDataItem(const AssetRecord &record, const QString &key);
+    std::vector<QVariant> metaDataValues(const std::vector<const AssetRecord *> &records,
+                                         const QString &key);
+    bool setMetaDataItem(const AssetRecord &record, const QString &key,
+                         const std::optional<MetaDataItem> &item);
+    bool isHidden(const AssetRecord &record);
+    void setHidden(const AssetRecord &record, bool hidden);
+    QByteArray thumbnail(const AssetRecord &record);
+    bool setThumbnail(const AssetRecord &record, const QByteArray &bytes);
+
+    // --- collections
+    bool loadItems(const CollectionAsset &collection);
+    void appendItem(const std::shared_ptr<CollectionAsset> &collection, const AssetReference &item);
+    void removeItem(const std::shared_ptr<CollectionAsset> &collection, const AssetReference &item);
+
+    // --- scopes
+    void beginScope();
+    void commitScope();
+    void abandonScope();
+
+    // --- the whole
+    std::size_t addObserver(AssetDatabaseService::ChangeObserver observer);
+    void removeObserver(std::size_t observer);
+    AssetDatabaseService::RefreshResult refresh();
+    std::vector<IntegrityFinding> checkIntegrity();
+    DatabaseStatistics statistics();
+
+    // --- what assets call through the table
+    void decode(Asset &asset);
+    void contentChanged(Asset &asset);
+
+private:
+    class Write;
+    struct Encoded;
+
+    explicit DatabaseCore(std::unique_ptr<Store> store);
+
+    void checkOpenLocked() const;
+    std::shared_ptr<Asset> makeShell(const QString &typeName, const QString &name) const;
+
+    // Slots: what is known of an id in this process.
+    AssetSlot *slotOfLocked(const AssetRecord &record) const;
+    AssetSlot *liveSlotLocked(const Asset &asset) const;
+    AssetSlot &knownSlotLocked(const AssetRecord &record, const QString &typeName,
+                               const QString &name);
+    AssetSlot *findLocked(const AssetRecord &record);
+    const AssetRecord &ownRecordLocked(const AssetRecord &record) const;
+    void publishLocked(AssetSlot &slot, const std::shared_ptr<Asset> &asset);
+    std::shared_ptr<Asset> withdrawLocked(AssetSlot &slot);
+    void withdraw(AssetSlot &slot);
+
+    bool fileNew(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,
+                 const QString &name, const MetaData &metaData, bool internal);
+    void refileLocked(Batch &batch, AssetSlot &slot, const std::shared_ptr<Asset> &asset,
+                      const QByteArray &contentId, const MetaData &initial);
+    void removeLocked(Batch &batch, AssetSlot &slot, std::shared_ptr<Asset> &removed);
+    void dropCreationLocked(const AssetRecord &record);
+
+    void restore(Asset &asset);
+    std::optional<StoredAsset> takeBodyLocked(const AssetRecord &record);
+    bool reportOnce(const AssetRecord &record);
+
+    // Attributes: what the store has, and what this thread's scope made of it.
+    const PendingChange *pendingLocked(const AssetRecord &record) const;
+    std::optional<AssetRow> rowLocked(const AssetRecord &record) const;
+    bool isHiddenLocked(const AssetRecord &record) const;
+    std::optional<MetaDataItem> metaDataItemLocked(const AssetRecord &record,
+                                                   const QString &key) const;
+    bool setMetaDataItem(const AssetRecord &record, const QString &key,
+                         const std::optional<MetaDataItem> &item, Write &write);
+    void renameLocked(Batch &batch, AssetSlot &slot, const QString &name);
+
+    template<class Change>
+    void changeItems(const std::shared_ptr<CollectionAsset> &collection, Change change);
+    void noteItemLocked(Batch &batch, AssetSlot &slot,
+                        const std::shared_ptr<CollectionAsset> &collection,
+                        PendingChange::ItemChange itemChange);
+
+    // Commit.
+    Batch *scopeLocked() const;
+    std::unique_ptr<Batch> endScope(bool doomed);
+    static PendingChange &changeLocked(Batch &batch, AssetSlot &slot);
+    void commit(Batch &batch, SyncLevel level);
+    void rollBack(Batch &batch);
+    std::vector<Encoded> encode(const Batch &batch) const;
+    void storeLocked(const Batch &batch, std::vector<Encoded> &encoded, SyncLevel level);
+    std::vector<std::pair<AssetSlot *, qint64>> storeNamesLocked(const Batch &batch);
+    void storeAttributesLocked(const Batch &batch);
+    void storeItemsLocked(const PendingChange &change);
+    void settleLocked(const Batch &batch);
+    static std::vector<AssetChange> changesOf(const Batch &batch);
+    void notify(const std::vector<AssetChange> &changes);
+
+    // Care.
+    bool refreshAsset(const ChangeRow &change, const std::optional<AssetRow> &row,
+                      AssetDatabaseService::RefreshResult &result);
+    void checkBodies(std::vector<IntegrityFinding> &findings);
+
+    AssetTable *m_table = nullptr; // fixed after construction
+
+    mutable std::mutex m_mutex;
+    // guarded by m_mutex
+    std::unique_ptr<Store> m_store; // null when closed
+    std::vector<AssetSlot *> m_published;
+    std::unordered_map<const AssetRecord *, StoredAsset> m_prefetched;
+    std::unordered_map<const AssetRecord *, int> m_removalsPending;
+    std::vector<std::unique_ptr<Batch>> m_scopes; // one for each thread that has one
+    std::unordered_set<const AssetRecord *> m_reportedBodies;
+    QSet<QString> m_typeNames; // one copy of each
+    quint64 m_epoch = 0;       // changes when what was read of the store may be out of date
+
+    mutable std::mutex m_observersMutex;
+    // guarded by m_observersMutex
+    std::map<std::size_t, AssetDatabaseService::ChangeObserver> m_observers;
+    std::size_t m_nextObserver = 1;
+};
+
+} // namespace Tesk::Assets
