@@ -5,8 +5,6 @@
 
 #include <assets/StoreError.h>
 
-#include <vantbase/Location.h>
-
 #include <QDateTime>
 #include <QSet>
 
@@ -32,11 +30,11 @@ public:
         return content->writer && content->writer != this ? *content->snapshot : content->tables;
     }
     bool inTransactionLocked() const { return content->writer == this; }
-    void requireWritableLocked(const std::string &place) const;
+    void requireWritableLocked(const Place &place) const;
 
     /// Runs \a work so that all or nothing of it remains, committed outside a transaction.
     template<class Work>
-    auto change(const std::string &place, Work work);
+    auto change(const Place &place, Work work);
     void noteCommitLocked(qint64 before);
 
     /// Calls \a give with the asset of each id, or null, and collects the results.
@@ -47,15 +45,15 @@ public:
     template<class Predicate>
     std::vector<QByteArray> idsWhere(Predicate isMeant) const;
 
-    MemoryAsset &requireLocked(const std::string &place, const QByteArray &id) const
+    MemoryAsset &requireLocked(const Place &place, const QByteArray &id) const
     {
         MemoryAsset *const asset = content->tables.find(id);
         if (!asset)
             raiseNoSuchAsset(place, id);
         return *asset;
     }
-    void linkLocked(const std::string &place, MemoryAsset &asset, const QByteArray &next) const;
-    qint64 writeLocked(const std::string &place, const AssetWrite &write);
+    void linkLocked(const Place &place, MemoryAsset &asset, const QByteArray &next) const;
+    qint64 writeLocked(const Place &place, const AssetWrite &write);
 
     const std::shared_ptr<MemoryContent> content;
 
@@ -64,15 +62,15 @@ public:
     qint64 seen = 0;
 };
 
-void MemoryStore::Impl::requireWritableLocked(const std::string &place) const
+void MemoryStore::Impl::requireWritableLocked(const Place &place) const
 {
     if (readOnly)
         raiseReadOnly(place, sLocation);
     if (content->writer && content->writer != this)
-        raiseStoreError(place, StoreError::Code::Busy,
-                        QStringLiteral("Cannot write to \"%1\": another store has a transaction "
-                                       "open; try again when it has ended")
-                                .arg(sLocation));
+        raise(place, StoreError::Code::Busy,
+              QStringLiteral("Cannot write to \"%1\": another store has a transaction "
+                             "open; try again when it has ended")
+                      .arg(sLocation));
 }
 
 void MemoryStore::Impl::noteCommitLocked(qint64 before)
@@ -83,14 +81,14 @@ void MemoryStore::Impl::noteCommitLocked(qint64 before)
 }
 
 template<class Work>
-auto MemoryStore::Impl::change(const std::string &place, Work work)
+auto MemoryStore::Impl::change(const Place &place, Work work)
 {
     const std::lock_guard lock(content->mutex);
     requireWritableLocked(place);
     const std::size_t mark = content->mark();
     const qint64 before = content->tables.generation;
     try {
-        auto result = work(place);
+        auto result = work();
         if (!inTransactionLocked())
             noteCommitLocked(before);
         return result;
@@ -125,7 +123,7 @@ std::vector<QByteArray> MemoryStore::Impl::idsWhere(Predicate isMeant) const
     return result;
 }
 
-void MemoryStore::Impl::linkLocked(const std::string &place, MemoryAsset &asset,
+void MemoryStore::Impl::linkLocked(const Place &place, MemoryAsset &asset,
                                    const QByteArray &next) const
 {
     QSet<QByteArray> met;
@@ -139,7 +137,7 @@ void MemoryStore::Impl::linkLocked(const std::string &place, MemoryAsset &asset,
     asset.nextVersion = next;
 }
 
-qint64 MemoryStore::Impl::writeLocked(const std::string &place, const AssetWrite &write)
+qint64 MemoryStore::Impl::writeLocked(const Place &place, const AssetWrite &write)
 {
     requireWrite(place, write);
     MemoryAsset *const existing = content->tables.find(write.row.id);
@@ -193,10 +191,10 @@ std::unique_ptr<MemoryStore> MemoryStore::openAnother() const
     {
         const std::lock_guard lock(m_impl->content->mutex);
         if (m_impl->content->writer)
-            raiseStoreError(TESK_HERE, StoreError::Code::Busy,
-                            QStringLiteral("Cannot open \"%1\" a second time: a transaction is "
-                                           "open; try again when it has ended")
-                                    .arg(sLocation));
+            raise(TESK_PLACE, StoreError::Code::Busy,
+                  QStringLiteral("Cannot open \"%1\" a second time: a transaction is "
+                                 "open; try again when it has ended")
+                          .arg(sLocation));
     }
     return std::unique_ptr<MemoryStore>(new MemoryStore(m_impl->content));
 }
@@ -227,9 +225,9 @@ void MemoryStore::begin(SyncLevel)
 {
     const std::lock_guard lock(m_impl->content->mutex);
     if (m_impl->inTransactionLocked())
-        raiseStoreError(TESK_HERE, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot begin a transaction: one is open already"));
-    m_impl->requireWritableLocked(TESK_HERE);
+        raise(TESK_PLACE, StoreError::Code::Misuse,
+              QStringLiteral("Cannot begin a transaction: one is open already"));
+    m_impl->requireWritableLocked(TESK_PLACE);
     if (m_impl->content->storeCount > 1)
         m_impl->content->snapshot = std::make_unique<MemoryTables>(m_impl->content->tables.copy());
     m_impl->content->writer = m_impl.get();
@@ -239,8 +237,8 @@ void MemoryStore::commit()
 {
     const std::lock_guard lock(m_impl->content->mutex);
     if (!m_impl->inTransactionLocked())
-        raiseStoreError(TESK_HERE, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot commit: no transaction is open"));
+        raise(TESK_PLACE, StoreError::Code::Misuse,
+              QStringLiteral("Cannot commit: no transaction is open"));
     m_impl->content->writer = nullptr;
     m_impl->content->snapshot.reset();
     const bool changed = m_impl->content->mark() > 0;
@@ -251,8 +249,8 @@ void MemoryStore::rollback()
 {
     const std::lock_guard lock(m_impl->content->mutex);
     if (!m_impl->inTransactionLocked())
-        raiseStoreError(TESK_HERE, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot roll back: no transaction is open"));
+        raise(TESK_PLACE, StoreError::Code::Misuse,
+              QStringLiteral("Cannot roll back: no transaction is open"));
     m_impl->content->undoTo(0);
     m_impl->content->writer = nullptr;
     m_impl->content->snapshot.reset();
@@ -284,22 +282,22 @@ std::vector<std::optional<StoredAsset>> MemoryStore::load(std::span<const QByteA
 
 std::vector<qint64> MemoryStore::write(std::span<const AssetWrite> assets)
 {
-    return m_impl->change(TESK_HERE, [this, assets](const std::string &place) {
+    return m_impl->change(TESK_PLACE, [this, assets] {
         std::vector<qint64> revisions;
         revisions.reserve(assets.size());
         for (const AssetWrite &asset : assets)
-            revisions.push_back(m_impl->writeLocked(place, asset));
+            revisions.push_back(m_impl->writeLocked(TESK_PLACE, asset));
         return revisions;
     });
 }
 
 qsizetype MemoryStore::remove(std::span<const AssetRemoval> assets)
 {
-    return m_impl->change(TESK_HERE, [this, assets](const std::string &place) {
+    return m_impl->change(TESK_PLACE, [this, assets] {
         qsizetype count = 0;
         for (const AssetRemoval &removal : assets) {
             const MemoryAsset *const asset = m_impl->content->tables.find(removal.id);
-            requireRevision(place, removal.id, removal.expectedRevision,
+            requireRevision(TESK_PLACE, removal.id, removal.expectedRevision,
                             asset ? asset->row.revision : 0);
             if (!asset)
                 continue;
@@ -312,12 +310,12 @@ qsizetype MemoryStore::remove(std::span<const AssetRemoval> assets)
 
 std::vector<qint64> MemoryStore::setNames(std::span<const NameWrite> names)
 {
-    return m_impl->change(TESK_HERE, [this, names](const std::string &place) {
+    return m_impl->change(TESK_PLACE, [this, names] {
         std::vector<qint64> revisions;
         revisions.reserve(names.size());
         for (const NameWrite &write : names) {
-            requireText(place, write.name, write.id);
-            MemoryAsset &asset = m_impl->requireLocked(place, write.id);
+            requireText(TESK_PLACE, write.name, write.id);
+            MemoryAsset &asset = m_impl->requireLocked(TESK_PLACE, write.id);
             if (asset.row.name != write.name) {
                 m_impl->content->change(asset);
                 asset.row.name = write.name;
@@ -332,7 +330,7 @@ std::vector<qint64> MemoryStore::setNames(std::span<const NameWrite> names)
 
 qsizetype MemoryStore::setFlags(std::span<const QByteArray> ids, quint32 mask, quint32 flags)
 {
-    return m_impl->change(TESK_HERE, [this, ids, mask, flags](const std::string &) {
+    return m_impl->change(TESK_PLACE, [this, ids, mask, flags] {
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             MemoryAsset *const asset = m_impl->content->tables.find(id);
@@ -399,11 +397,11 @@ std::vector<std::optional<MetaRow>> MemoryStore::metaDataItems(std::span<const Q
 
 qsizetype MemoryStore::setMetaData(std::span<const MetaWrite> items)
 {
-    return m_impl->change(TESK_HERE, [this, items](const std::string &place) {
+    return m_impl->change(TESK_PLACE, [this, items] {
         qsizetype count = 0;
         for (const MetaWrite &write : items) {
-            requireMetaRow(place, write.item, write.id);
-            MemoryAsset &asset = m_impl->requireLocked(place, write.id);
+            requireMetaRow(TESK_PLACE, write.item, write.id);
+            MemoryAsset &asset = m_impl->requireLocked(TESK_PLACE, write.id);
             const auto entry = asset.metaData.find(write.item.key);
             if (entry != asset.metaData.end() && isSame(entry->second, write.item))
                 continue;
@@ -416,7 +414,7 @@ qsizetype MemoryStore::setMetaData(std::span<const MetaWrite> items)
 
 qsizetype MemoryStore::removeMetaData(std::span<const QByteArray> ids, const QString &key)
 {
-    return m_impl->change(TESK_HERE, [this, ids, &key](const std::string &) {
+    return m_impl->change(TESK_PLACE, [this, ids, &key] {
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             MemoryAsset *const asset = m_impl->content->tables.find(id);
@@ -484,11 +482,11 @@ std::vector<CatalogueRow> MemoryStore::scanCollection(const QByteArray &collecti
 qsizetype MemoryStore::appendToCollection(const QByteArray &collection,
                                           std::span<const QByteArray> ids)
 {
-    return m_impl->change(TESK_HERE, [this, &collection, ids](const std::string &place) {
-        MemoryAsset &asset = m_impl->requireLocked(place, collection);
+    return m_impl->change(TESK_PLACE, [this, &collection, ids] {
+        MemoryAsset &asset = m_impl->requireLocked(TESK_PLACE, collection);
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
-            requireId(place, id);
+            requireId(TESK_PLACE, id);
             if (m_impl->content->append(collection, id))
                 ++count;
         }
@@ -501,14 +499,14 @@ qsizetype MemoryStore::appendToCollection(const QByteArray &collection,
 qsizetype MemoryStore::removeFromCollection(const QByteArray &collection,
                                             std::span<const QByteArray> ids)
 {
-    return m_impl->change(TESK_HERE, [this, &collection, ids](const std::string &place) {
+    return m_impl->change(TESK_PLACE, [this, &collection, ids] {
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             if (m_impl->content->take(collection, id))
                 ++count;
         }
         if (count > 0)
-            m_impl->content->change(m_impl->requireLocked(place, collection));
+            m_impl->content->change(m_impl->requireLocked(TESK_PLACE, collection));
         return count;
     });
 }
@@ -530,9 +528,9 @@ MemoryStore::thumbnails(std::span<const QByteArray> ids) const
 
 void MemoryStore::setThumbnails(std::span<const ThumbnailWrite> thumbnails)
 {
-    m_impl->change(TESK_HERE, [this, thumbnails](const std::string &place) {
+    m_impl->change(TESK_PLACE, [this, thumbnails] {
         for (const ThumbnailWrite &write : thumbnails) {
-            MemoryAsset &asset = m_impl->requireLocked(place, write.id);
+            MemoryAsset &asset = m_impl->requireLocked(TESK_PLACE, write.id);
             const auto wanted = write.data.isEmpty() ? std::nullopt : std::optional(write.data);
             if (asset.thumbnail != wanted)
                 m_impl->content->change(asset).thumbnail = wanted;
@@ -581,9 +579,8 @@ void MemoryStore::setSeenGeneration(qint64 generation)
 
 void MemoryStore::backupTo(const QString &path) const
 {
-    raiseStoreError(TESK_HERE, StoreError::Code::Misuse,
-                    QStringLiteral("Cannot back up to \"%1\": a store in memory has no file form")
-                            .arg(path));
+    raise(TESK_PLACE, StoreError::Code::Misuse,
+          QStringLiteral("Cannot back up to \"%1\": a store in memory has no file form").arg(path));
 }
 
 std::vector<StoreFinding> MemoryStore::checkIntegrity() const

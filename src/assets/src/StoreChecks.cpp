@@ -10,7 +10,13 @@
 namespace Tesk::Assets::StoreChecks {
 
 // Deeper lists are a mistake of the caller, and would cost the stack when read.
-static constexpr int sMaximalDepth = 32;
+static constexpr int sMaximalDepth = 16;
+
+void raise(const Place &place, StoreError::Code code, const QString &message,
+           const QByteArray &assetId)
+{
+    raiseStoreError(place.text(), code, message, assetId);
+}
 
 QString readable(QByteArrayView id)
 {
@@ -20,22 +26,21 @@ QString readable(QByteArrayView id)
                   : QStringLiteral("0x") + QString::fromLatin1(id.toByteArray().toHex());
 }
 
-void requireId(const std::string &place, const QByteArray &id)
+void requireId(const Place &place, const QByteArray &id)
 {
     if (id.isEmpty())
-        raiseStoreError(place, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot store an asset: its id is empty"));
+        raise(place, StoreError::Code::Misuse,
+              QStringLiteral("Cannot store an asset: its id is empty"));
 }
 
-void requireText(const std::string &place, const QString &text, const QByteArray &id)
+void requireText(const Place &place, const QString &text, const QByteArray &id)
 {
     if (!text.isValidUtf16())
-        raiseStoreError(
-                place, StoreError::Code::Misuse,
-                QStringLiteral("Cannot store the text \"%1\" of asset \"%2\": it holds half "
-                               "a surrogate pair")
-                        .arg(text, readable(id)),
-                id);
+        raise(place, StoreError::Code::Misuse,
+              QStringLiteral("Cannot store the text \"%1\" of asset \"%2\": it holds half "
+                             "a surrogate pair")
+                      .arg(text, readable(id)),
+              id);
 }
 
 static bool isStorable(const QVariant &value, int depth)
@@ -70,32 +75,30 @@ static bool isStorable(const QVariant &value, int depth)
     }
 }
 
-void requireMetaRow(const std::string &place, const MetaRow &row, const QByteArray &id)
+void requireMetaRow(const Place &place, const MetaRow &row, const QByteArray &id)
 {
     if (row.key.isEmpty())
-        raiseStoreError(place, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot store metadata of asset \"%1\": the key is empty")
-                                .arg(readable(id)),
-                        id);
+        raise(place, StoreError::Code::Misuse,
+              QStringLiteral("Cannot store metadata of asset \"%1\": the key is empty")
+                      .arg(readable(id)),
+              id);
     requireText(place, row.key, id);
     if (!isStorable(row.value, 0))
-        raiseStoreError(place, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot store metadata \"%1\" of asset \"%2\": a value of "
-                                       "type \"%3\" has no stored form")
-                                .arg(row.key, readable(id),
-                                     QString::fromLatin1(row.value.metaType().name())),
-                        id);
+        raise(place, StoreError::Code::Misuse,
+              QStringLiteral("Cannot store metadata \"%1\" of asset \"%2\": a value of "
+                             "type \"%3\" has no stored form")
+                      .arg(row.key, readable(id), QString::fromLatin1(row.value.metaType().name())),
+              id);
 }
 
-void requireWrite(const std::string &place, const AssetWrite &write)
+void requireWrite(const Place &place, const AssetWrite &write)
 {
     const QByteArray &id = write.row.id;
     requireId(place, id);
     if (write.row.className.isEmpty())
-        raiseStoreError(
-                place, StoreError::Code::Misuse,
-                QStringLiteral("Cannot store asset \"%1\": it has no class name").arg(readable(id)),
-                id);
+        raise(place, StoreError::Code::Misuse,
+              QStringLiteral("Cannot store asset \"%1\": it has no class name").arg(readable(id)),
+              id);
     requireText(place, write.row.className, id);
     requireText(place, write.row.name, id);
     requireText(place, write.row.category, id);
@@ -104,27 +107,26 @@ void requireWrite(const std::string &place, const AssetWrite &write)
         for (const MetaRow &row : *write.metaData) {
             requireMetaRow(place, row, id);
             if (keys.contains(row.key))
-                raiseStoreError(
-                        place, StoreError::Code::Misuse,
-                        QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
-                                .arg(readable(id), row.key),
-                        id);
+                raise(place, StoreError::Code::Misuse,
+                      QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
+                              .arg(readable(id), row.key),
+                      id);
             keys.insert(row.key);
         }
     }
     if (write.dependencies) {
         for (const DependencyRow &row : *write.dependencies) {
             if (row.id.isEmpty())
-                raiseStoreError(place, StoreError::Code::Misuse,
-                                QStringLiteral("Cannot store asset \"%1\": a dependency has no id")
-                                        .arg(readable(id)),
-                                id);
+                raise(place, StoreError::Code::Misuse,
+                      QStringLiteral("Cannot store asset \"%1\": a dependency has no id")
+                              .arg(readable(id)),
+                      id);
             requireText(place, row.role, id);
         }
     }
 }
 
-void requireRevision(const std::string &place, const QByteArray &id, std::optional<qint64> expected,
+void requireRevision(const Place &place, const QByteArray &id, std::optional<qint64> expected,
                      qint64 found)
 {
     if (!expected || *expected == found)
@@ -134,35 +136,34 @@ void requireRevision(const std::string &place, const QByteArray &id, std::option
                                  ? QStringLiteral("it was removed")
                                  : QStringLiteral("revision %1 was expected, %2 found")
                                            .arg(QString::number(*expected), QString::number(found));
-    raiseStoreError(place, StoreError::Code::Changed,
-                    QStringLiteral("Cannot store asset \"%1\": changed by someone else, %2; "
-                                   "refresh, then try again")
-                            .arg(readable(id), what),
-                    id);
+    raise(place, StoreError::Code::Changed,
+          QStringLiteral("Cannot store asset \"%1\": changed by someone else, %2; "
+                         "refresh, then try again")
+                  .arg(readable(id), what),
+          id);
 }
 
-void raiseNoSuchAsset(const std::string &place, const QByteArray &id)
+void raiseNoSuchAsset(const Place &place, const QByteArray &id)
 {
-    raiseStoreError(place, StoreError::Code::NoSuchAsset,
-                    QStringLiteral("There is no asset \"%1\" in the store").arg(readable(id)), id);
+    raise(place, StoreError::Code::NoSuchAsset,
+          QStringLiteral("There is no asset \"%1\" in the store").arg(readable(id)), id);
 }
 
-void raiseCycle(const std::string &place, const QByteArray &id, const QByteArray &nextVersion)
+void raiseCycle(const Place &place, const QByteArray &id, const QByteArray &nextVersion)
 {
-    raiseStoreError(
-            place, StoreError::Code::VersionCycle,
-            QStringLiteral("Cannot store \"%1\" as the next version of asset \"%2\": the versions "
-                           "after it lead back to that asset")
-                    .arg(readable(nextVersion), readable(id)),
-            id);
+    raise(place, StoreError::Code::VersionCycle,
+          QStringLiteral("Cannot store \"%1\" as the next version of asset \"%2\": the versions "
+                         "after it lead back to that asset")
+                  .arg(readable(nextVersion), readable(id)),
+          id);
 }
 
-void raiseReadOnly(const std::string &place, const QString &location)
+void raiseReadOnly(const Place &place, const QString &location)
 {
-    raiseStoreError(place, StoreError::Code::ReadOnly,
-                    QStringLiteral("Cannot write to \"%1\": it was opened read-only; make the file "
-                                   "and its folder writable and open it again, or work on a copy")
-                            .arg(location));
+    raise(place, StoreError::Code::ReadOnly,
+          QStringLiteral("Cannot write to \"%1\": it was opened read-only; make the file "
+                         "and its folder writable and open it again, or work on a copy")
+                  .arg(location));
 }
 
 StoreFinding danglingItem(const QByteArray &collection, const QByteArray &item)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Place.h"
+
 #include <assets/StoreError.h>
 #include <assets/StoreRows.h>
 
@@ -7,31 +9,33 @@
 #include <QStringView>
 #include <QVariant>
 
-#include <string>
-
 /// What every store refuses or understands in the same way.
 namespace Tesk::Assets::StoreChecks {
+
+/// Logs and throws, as raiseStoreError() does.
+[[noreturn]] void raise(const Place &place, StoreError::Code code, const QString &message,
+                        const QByteArray &assetId = {});
 
 /// Returns the id as people read it: text where it is text, else hexadecimal.
 QString readable(QByteArrayView id);
 
-void requireId(const std::string &place, const QByteArray &id);
+void requireId(const Place &place, const QByteArray &id);
 
 /// Raises Misuse for text that has no UTF-8 form.
-void requireText(const std::string &place, const QString &text, const QByteArray &id);
-void requireMetaRow(const std::string &place, const MetaRow &row, const QByteArray &id);
+void requireText(const Place &place, const QString &text, const QByteArray &id);
+void requireMetaRow(const Place &place, const MetaRow &row, const QByteArray &id);
 
 /// Raises Misuse for what no store would take; looks at nothing stored.
-void requireWrite(const std::string &place, const AssetWrite &write);
+void requireWrite(const Place &place, const AssetWrite &write);
 
 /// Raises Changed where \a found, 0 for no asset, is not what was expected.
-void requireRevision(const std::string &place, const QByteArray &id, std::optional<qint64> expected,
+void requireRevision(const Place &place, const QByteArray &id, std::optional<qint64> expected,
                      qint64 found);
 
-[[noreturn]] void raiseNoSuchAsset(const std::string &place, const QByteArray &id);
-[[noreturn]] void raiseCycle(const std::string &place, const QByteArray &id,
+[[noreturn]] void raiseNoSuchAsset(const Place &place, const QByteArray &id);
+[[noreturn]] void raiseCycle(const Place &place, const QByteArray &id,
                              const QByteArray &nextVersion);
-[[noreturn]] void raiseReadOnly(const std::string &place, const QString &location);
+[[noreturn]] void raiseReadOnly(const Place &place, const QString &location);
 
 StoreFinding danglingItem(const QByteArray &collection, const QByteArray &item);
 StoreFinding danglingDependency(const QByteArray &id, const QByteArray &dependency);

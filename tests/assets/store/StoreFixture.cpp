@@ -1,6 +1,9 @@
 #include "StoreFixture.h"
 
 #include <assets/MemoryStore.h>
+#include <assets/SqliteStore.h>
+
+#include <QTemporaryDir>
 
 namespace Tesk::Assets {
 
@@ -20,6 +23,21 @@ public:
 
 private:
     MemoryStore m_first;
+};
+
+class SqliteSource : public StoreSource
+{
+public:
+    std::unique_ptr<Store> open() override
+    {
+        SqliteStore::Options options;
+        options.busyTimeout = std::chrono::milliseconds(20);
+        return std::make_unique<SqliteStore>(m_folder.filePath(QStringLiteral("assets.db")),
+                                             SqliteStore::Mode::OpenOrCreate, options);
+    }
+
+private:
+    QTemporaryDir m_folder;
 };
 
 } // namespace

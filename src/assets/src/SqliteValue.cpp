@@ -1,0 +1,116 @@
+#include "SqliteValue.h"
+
+#include "StoreChecks.h"
+
+#include <data/Cbor.h>
+#include <data/Document.h>
+#include <data/Serialization.h>
+
+#include <QMetaType>
+
+#include <limits>
+
+namespace Tesk::Assets {
+
+SqliteValue::SqliteValue(const QVariant &value)
+{
+    switch (value.metaType().id()) {
+    case QMetaType::UnknownType:
+        break;
+    case QMetaType::Bool:
+        m_kind = Bool;
+        m_integer = value.toBool() ? 1 : 0;
+        break;
+    case QMetaType::Int:
+        m_kind = Int;
+        m_integer = value.toInt();
+        break;
+    case QMetaType::UInt:
+        m_kind = UInt;
+        m_integer = value.toUInt();
+        break;
+    case QMetaType::LongLong:
+        m_kind = LongLong;
+        m_integer = value.toLongLong();
+        break;
+    case QMetaType::Double:
+        m_kind = Double;
+        m_real = value.toDouble();
+        break;
+    case QMetaType::QString:
+        m_kind = Text;
+        m_bytes = value.toString().toUtf8();
+        break;
+    case QMetaType::QByteArray:
+        m_kind = Bytes;
+        m_bytes = value.toByteArray();
+        break;
+    default: {
+        m_kind = Node;
+        Data::Serialization::Document document;
+        Data::Serialization::Node root = document.root();
+        Data::Serialization::writeVariant(root, value);
+        m_bytes = Data::Serialization::toCbor(document);
+    }
+    }
+}
+
+void SqliteValue::bindTo(SqliteQuery &query) const
+{
+    query.bind(qint64(m_kind));
+    switch (m_kind) {
+    case Invalid:
+        query.bindNull();
+        break;
+    case Bool:
+    case Int:
+    case UInt:
+    case LongLong:
+        query.bind(m_integer);
+        break;
+    case Double:
+        query.bind(m_real); // what is no number becomes NULL
+        break;
+    case Text:
+        query.bindUtf8(m_bytes);
+        break;
+    case Bytes:
+    case Node:
+        query.bindBytes(m_bytes);
+        break;
+    }
+}
+
+QVariant SqliteValue::read(const SqliteQuery &query, int column)
+{
+    const int valueColumn = column + 1;
+    switch (query.integer(column)) {
+    case Invalid:
+        return {};
+    case Bool:
+        return query.integer(valueColumn) != 0;
+    case Int:
+        return static_cast<int>(query.integer(valueColumn));
+    case UInt:
+        return static_cast<uint>(query.integer(valueColumn));
+    case LongLong:
+        return query.integer(valueColumn);
+    case Double:
+        return query.isNull(valueColumn) ? std::numeric_limits<double>::quiet_NaN()
+                                         : query.real(valueColumn);
+    case Text:
+        return query.text(valueColumn);
+    case Bytes:
+        return query.bytes(valueColumn);
+    case Node:
+        return Data::Serialization::readVariant(
+                Data::Serialization::fromCbor(query.bytes(valueColumn)).root());
+    default:
+        StoreChecks::raise(TESK_PLACE, StoreError::Code::Damaged,
+                           QStringLiteral("Cannot read a metadata value: kind %1 is unknown; it "
+                                          "needs a newer version, or a backup to restore")
+                                   .arg(query.integer(column)));
+    }
+}
+
+} // namespace Tesk::Assets
