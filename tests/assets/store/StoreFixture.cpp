@@ -40,15 +40,19 @@ private:
     QTemporaryDir m_folder;
 };
 
+template<class Source>
+std::unique_ptr<StoreSource> makeSource()
+{
+    return std::make_unique<Source>();
+}
+
 } // namespace
 
 std::vector<StoreKind> allStoreKinds()
 {
     return {
-            {"Memory",
-             [] {
-                 return std::make_unique<MemorySource>();
-             }},
+            {"Memory", makeSource<MemorySource>},
+            {"Sqlite", makeSource<SqliteSource>},
     };
 }
 
