@@ -195,7 +195,7 @@ bool DatabaseCore::setMetaDataItem(const AssetRecord &record, const QString &key
                                    const std::optional<MetaDataItem> &item, Write &write)
 {
     if (item)
-        StoreChecks::requireMetaRow(TESK_HERE, StoreValues::toRow(key, *item), idOf(record));
+        StoreChecks::requireMetaRow(TESK_PLACE, StoreValues::toRow(key, *item), idOf(record));
     const std::lock_guard lock(m_mutex);
     checkOpenLocked();
     AssetSlot *slot = findLocked(record);
