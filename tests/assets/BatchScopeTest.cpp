@@ -1,0 +1,350 @@
+#include "support/DatabaseFixture.h"
+
+#include <assets/CollectionControl.h>
+#include <assets/MetaDataControl.h>
+#include <assets/StoreError.h>
+#include <support/RecordedLog.h>
+#include <surfaces/Surface.h>
+#include <vantbase/Exception.h>
+
+#include <optional>
+#include <thread>
+
+namespace Tesk::Assets {
+
+using BatchScope = AssetDatabaseService::BatchScope;
+using Lifespan = AssetReference::Lifespan;
+
+class BatchScopeTest : public DatabaseFixture
+{
+protected:
+    bool isStored(const QByteArray &id) const
+    {
+        return store.loadRows(std::span(&id, 1)).front().has_value();
+    }
+};
+
+TEST_F(BatchScopeTest, storesNothingBeforeItsCommitAndEverythingThen)
+{
+    BatchScope scope(*service);
+    insertNote("a", "text", "Name");
+    insertNote("b");
+    EXPECT_FALSE(isStored("a"));
+    EXPECT_NE(service->getAssetFromId("a"), nullptr);
+
+    scope.commit();
+
+    EXPECT_TRUE(isStored("a"));
+    EXPECT_TRUE(isStored("b"));
+    reopen();
+    EXPECT_EQ(note("a")->text.get(), "text");
+    EXPECT_EQ(AssetControl::getName(note("a")), "Name");
+}
+
+TEST_F(BatchScopeTest, leftWithoutCommitLeavesNothingOfWhatItMade)
+{
+    AssetReference created;
+    AssetReference internal;
+    {
+        const BatchScope scope(*service);
+        created = insertNote("a")->ownReference();
+        internal = service->createInternalAsset("{1}", NoteAsset::sTypeName, {})->ownReference();
+    }
+
+    EXPECT_EQ(created.asset(), nullptr);
+    EXPECT_EQ(internal.asset(), nullptr);
+    EXPECT_FALSE(isStored("a"));
+    EXPECT_NE(insertNote("a"), nullptr); // the id is free again
+}
+
+TEST_F(BatchScopeTest, leftWithoutCommitPutsLiveAssetsBackToTheirStoredState)
+{
+    const auto asset = insertNote("a", "before", "Before");
+    MetaDataControl::setMetaDataValue(asset->ownReference(), "key", "before");
+    {
+        const BatchScope scope(*service);
+        asset->text.set("after");
+        asset->dependencies.append(service->referenceFromId("x"));
+        AssetControl::setName(asset, "After");
+        MetaDataControl::setMetaDataValue(asset->ownReference(), "key", "after");
+        MetaDataControl::setMetaDataValue(asset->ownReference(), "new", 1);
+        CollectionControl::hideAsset(asset->ownReference());
+        service->setThumbnail(asset->ownReference(),
+                              Surfaces::Surface(QSize(1, 1), Surfaces::PixelFormat::Gray8, "a"));
+    }
+
+    EXPECT_EQ(service->getAssetFromId("a"), asset);
+    EXPECT_EQ(asset->text.get(), "before");
+    EXPECT_TRUE(asset->dependencies.empty());
+    EXPECT_EQ(AssetControl::getName(asset), "Before");
+    EXPECT_EQ(service->getNameFromRef(asset->ownReference()), "Before");
+    EXPECT_EQ(MetaDataControl::getItem(asset->ownReference(), "key"), QVariant("before"));
+    EXPECT_EQ(MetaDataControl::getItem(asset->ownReference(), "new"), std::nullopt);
+    EXPECT_FALSE(CollectionControl::isHidden(asset->ownReference()));
+    EXPECT_FALSE(service->getThumbnail(asset->ownReference()));
+}
+
+TEST_F(BatchScopeTest, saysWhichLiveAssetsWentBack)
+{
+    const auto asset = insertNote("a", "before");
+    std::vector<AssetChange> seen;
+    service->addChangeObserver(
+            [&](const auto &changes) { seen.insert(seen.end(), changes.begin(), changes.end()); });
+    {
+        const BatchScope scope(*service);
+        asset->text.set("after");
+        insertNote("b");
+        EXPECT_TRUE(seen.empty());
+    }
+
+    EXPECT_EQ(seen, (std::vector<AssetChange>{
+                            {AssetChange::Kind::RolledBack, asset->ownReference(), false}}));
+}
+
+TEST_F(BatchScopeTest, leftWithoutCommitBringsRemovedAssetsBack)
+{
+    const auto asset = insertNote("a", "text");
+    {
+        const BatchScope scope(*service);
+        EXPECT_TRUE(service->removeAsset(asset->ownReference()));
+        EXPECT_EQ(asset->ownReference().asset(), nullptr);
+        EXPECT_TRUE(service->findByType(NoteAsset::sTypeName).empty());
+        insertNote("a", "other");
+    }
+
+    EXPECT_EQ(asset->ownReference().asset(), asset);
+    EXPECT_EQ(asset->text.get(), "text");
+}
+
+TEST_F(BatchScopeTest, removesAndMakesTheSameIdInOneCommit)
+{
+    insertNote("a", "before");
+    {
+        BatchScope scope(*service);
+        service->removeAsset(service->referenceFromId("a"));
+        insertNote("a", "after");
+        scope.commit();
+    }
+
+    EXPECT_EQ(note("a")->text.get(), "after");
+    reopen();
+    EXPECT_EQ(note("a")->text.get(), "after");
+}
+
+TEST_F(BatchScopeTest, makesAndRemovesWithoutATrace)
+{
+    BatchScope scope(*service);
+    const AssetReference reference = insertNote("a")->ownReference();
+    EXPECT_TRUE(service->removeAsset(reference));
+    scope.commit();
+
+    EXPECT_FALSE(isStored("a"));
+    EXPECT_EQ(reference.asset(), nullptr);
+}
+
+TEST_F(BatchScopeTest, leftWithoutCommitMakesAPersistentAssetInternalAgain)
+{
+    const auto asset = std::dynamic_pointer_cast<NoteAsset>(
+            service->createInternalAsset("{1}", NoteAsset::sTypeName, {}));
+    asset->contentId = "content";
+    {
+        const BatchScope scope(*service);
+        service->makeAssetPersistent(asset, nullptr);
+        EXPECT_EQ(asset->ownReference().id(), QByteArray("content"));
+    }
+
+    EXPECT_EQ(asset->ownReference().id(), QByteArray("{1}"));
+    EXPECT_EQ(asset->ownReference().lifespan(), Lifespan::Internal);
+    EXPECT_EQ(asset->ownReference().asset(), asset);
+    EXPECT_EQ(service->getAssetFromId("content"), nullptr);
+    EXPECT_FALSE(isStored("content"));
+}
+
+TEST_F(BatchScopeTest, seesItsOwnChangesInEveryLookUp)
+{
+    const auto asset = insertNote("a", {}, "Before");
+    const auto gone = insertNote("gone", {}, "Before");
+    BatchScope scope(*service);
+    AssetControl::setName(asset, "After");
+    MetaDataControl::setMetaDataValue(asset->ownReference(), "key", 1);
+    CollectionControl::hideAsset(asset->ownReference());
+    service->removeAsset(gone->ownReference());
+    const auto made = insertNote("new", {}, "After");
+
+    EXPECT_EQ(service->getNameFromRef(asset->ownReference()), "After");
+    EXPECT_EQ(MetaDataControl::getItem(asset->ownReference(), "key"), QVariant(1));
+    EXPECT_EQ(MetaDataControl::getMetaData(asset->ownReference()).size(), 1U);
+    EXPECT_EQ(AssetControl::getAssetMetadataItems({asset->ownReference()}, "key").front(),
+              QVariant(1));
+    EXPECT_TRUE(CollectionControl::isHidden(asset->ownReference()));
+    EXPECT_EQ(service->getAssetFromId("gone"), nullptr);
+    EXPECT_TRUE(service->getNameFromRef(gone->ownReference()).isNull());
+    EXPECT_EQ(MetaDataControl::getItem(gone->ownReference(), "key"), std::nullopt);
+    EXPECT_TRUE(service->findByName("Before").empty());
+    EXPECT_THAT(service->findByName("after"),
+                testing::UnorderedElementsAre(asset->ownReference(), made->ownReference()));
+    EXPECT_THAT(service->findByType(NoteAsset::sTypeName),
+                testing::UnorderedElementsAre(asset->ownReference(), made->ownReference()));
+}
+
+TEST_F(BatchScopeTest, isSeenByNoOtherProcessBeforeItsCommit)
+{
+    const auto other = openAnother();
+    BatchScope scope(*service);
+    insertNote("a");
+    EXPECT_EQ(other->getAssetFromId("a"), nullptr);
+
+    scope.commit();
+
+    EXPECT_NE(other->getAssetFromId("a"), nullptr);
+}
+
+TEST_F(BatchScopeTest, insideAnotherScopeJoinsIt)
+{
+    {
+        BatchScope outer(*service);
+        {
+            BatchScope inner(*service);
+            insertNote("a");
+            inner.commit();
+        }
+        EXPECT_FALSE(isStored("a"));
+        outer.commit();
+    }
+    EXPECT_TRUE(isStored("a"));
+
+    {
+        const BatchScope outer(*service);
+        BatchScope inner(*service);
+        insertNote("b");
+        inner.commit();
+    }
+    EXPECT_FALSE(isStored("b"));
+}
+
+TEST_F(BatchScopeTest, doomsTheOuterScopeWhenLeftWithoutCommit)
+{
+    const TestSupport::RecordedLog log;
+    BatchScope outer(*service);
+    insertNote("a");
+    {
+        const BatchScope inner(*service);
+    }
+
+    EXPECT_THROW(outer.commit(), Exception::RuntimeErrorException);
+
+    EXPECT_THAT(log.texts(),
+                testing::ElementsAre(
+                        "Cannot commit the batch: a scope inside it was left without commit"));
+    EXPECT_EQ(service->getAssetFromId("a"), nullptr);
+    EXPECT_FALSE(isStored("a"));
+}
+
+TEST_F(BatchScopeTest, rollsBackAndSaysWhyWhenTheStoreRefuses)
+{
+    const TestSupport::RecordedLog log;
+    const auto asset = insertNote("a", "before");
+    const auto other = openAnother();
+    std::dynamic_pointer_cast<NoteAsset>(other->getAssetFromId("a"))->text.set("theirs");
+    BatchScope scope(*service);
+    insertNote("b");
+    asset->text.set("ours");
+
+    try {
+        scope.commit();
+        FAIL() << "overwrote what somebody else stored";
+    } catch (const StoreError &error) {
+        EXPECT_EQ(error.code(), StoreError::Code::Changed);
+        EXPECT_EQ(error.assetId(), QByteArray("a"));
+    }
+
+    EXPECT_EQ(service->getAssetFromId("b"), nullptr);
+    EXPECT_EQ(asset->text.get(), "theirs");
+}
+
+TEST_F(BatchScopeTest, belongsToItsThreadAlone)
+{
+    BatchScope scope(*service);
+    insertNote("ours");
+    std::thread([&] {
+        const auto asset = NoteAsset::make();
+        service->insertAsset(asset, "theirs", {});
+    }).join();
+
+    EXPECT_TRUE(isStored("theirs"));
+    EXPECT_FALSE(isStored("ours"));
+    scope.commit();
+    EXPECT_TRUE(isStored("ours"));
+}
+
+TEST_F(BatchScopeTest, takesAlongWhatAnotherThreadWritesOnAnAssetItMade)
+{
+    {
+        BatchScope scope(*service);
+        const AssetReference reference = insertNote("a")->ownReference();
+        std::thread([&] { CollectionControl::hideAsset(reference); }).join();
+        EXPECT_TRUE(CollectionControl::isHidden(reference));
+        scope.commit();
+    }
+
+    reopen();
+    EXPECT_TRUE(CollectionControl::isHidden(service->referenceFromId("a")));
+}
+
+TEST_F(BatchScopeTest, isHarmlessWhenTheDatabaseClosesUnderIt)
+{
+    const TestSupport::RecordedLog log;
+    std::optional<BatchScope> scope;
+    scope.emplace(*service);
+    insertNote("a", "text")->text.set("more");
+
+    service->close();
+    EXPECT_THROW(scope->commit(), Exception::LogicErrorException);
+    scope.reset();
+
+    EXPECT_FALSE(isStored("a"));
+}
+
+TEST_F(BatchScopeTest, writesNothingWhenNothingWasWritten)
+{
+    const qint64 before = store.generation();
+    BatchScope scope(*service);
+    scope.commit();
+
+    EXPECT_EQ(store.generation(), before);
+}
+
+TEST_F(BatchScopeTest, putsCollectionsBack)
+{
+    const auto list = collection("c");
+    const AssetReference a = service->referenceFromId("a");
+    const AssetReference b = service->referenceFromId("b");
+    CollectionControl::appendAssetFromRef(list, a);
+    {
+        const BatchScope scope(*service);
+        CollectionControl::appendAssetFromRef(list, b);
+        CollectionControl::removeAsset(list, a);
+        EXPECT_THAT(list->items(), testing::ElementsAre(b));
+    }
+
+    EXPECT_THAT(list->items(), testing::ElementsAre(a));
+}
+
+TEST_F(BatchScopeTest, putsInternalCollectionsBackInTheirOrder)
+{
+    const auto list = std::dynamic_pointer_cast<CollectionAsset>(
+            service->createInternalAsset("{c}", CollectionAsset::sTypeName, {}));
+    const AssetReference a = service->referenceFromId("a");
+    const AssetReference b = service->referenceFromId("b");
+    CollectionControl::appendAssetFromRef(list, a);
+    CollectionControl::appendAssetFromRef(list, b);
+    {
+        const BatchScope scope(*service);
+        CollectionControl::removeAsset(list, a);
+        CollectionControl::appendAssetFromRef(list, service->referenceFromId("x"));
+    }
+
+    EXPECT_THAT(list->items(), testing::ElementsAre(a, b));
+}
+
+} // namespace Tesk::Assets

@@ -1,0 +1,173 @@
+#include "support/DatabaseFixture.h"
+
+#include <assets/CollectionControl.h>
+#include <assets/MetaDataControl.h>
+#include <assets/StoreError.h>
+#include <support/RecordedLog.h>
+
+namespace Tesk::Assets {
+
+/// Two databases on one content, as two processes would have.
+class RefreshTest : public DatabaseFixture
+{
+protected:
+    RefreshTest() { other = openAnother(); }
+    ~RefreshTest() override { other.reset(); }
+
+    std::shared_ptr<NoteAsset> theirs(const QByteArray &id) const
+    {
+        return std::dynamic_pointer_cast<NoteAsset>(other->getAssetFromId(id));
+    }
+
+    std::shared_ptr<AssetDatabaseService> other;
+};
+
+TEST_F(RefreshTest, refusesToOverwriteWhatSomebodyElseChanged)
+{
+    const TestSupport::RecordedLog log;
+    const auto ours = insertNote("a", "first");
+    theirs("a")->text.set("theirs");
+
+    try {
+        ours->text.set("ours");
+        FAIL() << "overwrote what somebody else stored";
+    } catch (const StoreError &error) {
+        EXPECT_EQ(error.code(), StoreError::Code::Changed);
+        EXPECT_THAT(error.what(), testing::HasSubstr("\"a\""));
+        EXPECT_THAT(error.what(), testing::HasSubstr("someone else"));
+    }
+
+    EXPECT_EQ(ours->text.get(), "theirs");
+}
+
+TEST_F(RefreshTest, doesNotLetARenameHideWhatSomebodyElseChanged)
+{
+    const TestSupport::RecordedLog log;
+    const auto ours = insertNote("a", "first");
+    theirs("a")->text.set("theirs");
+
+    AssetControl::setName(ours, "Name");
+
+    EXPECT_THROW(ours->text.set("ours"), StoreError);
+}
+
+TEST_F(RefreshTest, refusesToRemoveWhatSomebodyElseChanged)
+{
+    const TestSupport::RecordedLog log;
+    const auto ours = insertNote("a", "first");
+    theirs("a")->text.set("theirs");
+    theirs("a")->text.set("theirs again");
+
+    EXPECT_THROW(service->removeAsset(ours->ownReference()), StoreError);
+
+    EXPECT_EQ(ours->ownReference().asset(), ours);
+}
+
+TEST_F(RefreshTest, bringsLiveAssetsUpToDateAndSaysSo)
+{
+    const auto ours = insertNote("a", "first", "First");
+    const auto untouched = insertNote("b", "b");
+    theirs("a")->text.set("theirs");
+    AssetControl::setName(theirs("a"), "Theirs");
+    std::vector<AssetChange> seen;
+    service->addChangeObserver(
+            [&](const auto &changes) { seen.insert(seen.end(), changes.begin(), changes.end()); });
+    EXPECT_EQ(ours->text.get(), "first");
+
+    const auto result = service->refresh();
+
+    EXPECT_THAT(result.refreshed, testing::ElementsAre(ours->ownReference()));
+    EXPECT_TRUE(result.removed.empty());
+    EXPECT_TRUE(result.conflicts.empty());
+    EXPECT_EQ(seen, (std::vector<AssetChange>{
+                            {AssetChange::Kind::ContentChanged, ours->ownReference(), true}}));
+    EXPECT_EQ(ours->text.get(), "theirs");
+    EXPECT_EQ(AssetControl::getName(ours), "Theirs");
+    ours->text.set("ours"); // and can be written again
+    EXPECT_FALSE(untouched->isShell());
+}
+
+TEST_F(RefreshTest, findsNothingToDoASecondTime)
+{
+    insertNote("a", "first");
+    theirs("a")->text.set("theirs");
+    service->refresh();
+
+    EXPECT_TRUE(service->refresh().refreshed.empty());
+}
+
+TEST_F(RefreshTest, findsNothingToDoWhenOnlyThisProcessWrote)
+{
+    insertNote("a", "first")->text.set("second");
+
+    EXPECT_TRUE(service->refresh().refreshed.empty());
+}
+
+TEST_F(RefreshTest, bringsCollectionsUpToDate)
+{
+    const auto list = collection("c");
+    CollectionControl::appendAssetFromRef(list, service->referenceFromId("a"));
+    const auto theirList = std::dynamic_pointer_cast<CollectionAsset>(other->getAssetFromId("c"));
+    CollectionControl::appendAssetFromRef(theirList, other->referenceFromId("b"));
+    EXPECT_EQ(list->itemCount(), 1);
+
+    service->refresh();
+
+    EXPECT_THAT(list->items(),
+                testing::ElementsAre(service->referenceFromId("a"), service->referenceFromId("b")));
+}
+
+TEST_F(RefreshTest, letsRemovedAssetsGo)
+{
+    const auto ours = insertNote("a", "first");
+    other->removeAsset(other->referenceFromId("a"));
+
+    const auto result = service->refresh();
+
+    EXPECT_THAT(result.removed, testing::ElementsAre(ours->ownReference()));
+    EXPECT_EQ(ours->ownReference().asset(), nullptr);
+}
+
+TEST_F(RefreshTest, leavesWhatAScopeChangedAloneAndReportsIt)
+{
+    const auto ours = insertNote("a", "first");
+    const AssetDatabaseService::BatchScope scope(*service);
+    ours->text.set("ours");
+    theirs("a")->text.set("theirs");
+
+    const auto result = service->refresh();
+
+    EXPECT_TRUE(result.refreshed.empty());
+    EXPECT_THAT(result.conflicts, testing::ElementsAre(ours->ownReference()));
+    EXPECT_EQ(ours->text.get(), "ours");
+}
+
+TEST_F(RefreshTest, givesTheAssetThatAnotherProcessMadeFirst)
+{
+    const AssetReference reference = service->referenceFromId("a");
+    EXPECT_EQ(reference.asset(), nullptr);
+    other->getOrCreateReferenceForInternalAsset("a", NoteAsset::sTypeName);
+    AssetDatabaseService::Status status = AssetDatabaseService::Status::Created;
+
+    service->getOrCreateReferenceForInternalAsset("a", NoteAsset::sTypeName, &status);
+
+    EXPECT_EQ(status, AssetDatabaseService::Status::Existing);
+    EXPECT_NE(reference.asset(), nullptr);
+}
+
+TEST_F(RefreshTest, appendsToACollectionThatAnotherProcessExtended)
+{
+    const auto list = collection("c");
+    EXPECT_EQ(list->itemCount(), 0);
+    const auto theirList = std::dynamic_pointer_cast<CollectionAsset>(other->getAssetFromId("c"));
+    CollectionControl::appendAssetFromRef(theirList, other->referenceFromId("theirs"));
+
+    CollectionControl::appendAssetFromRef(list, service->referenceFromId("ours"));
+    CollectionControl::appendAssetFromRef(list, service->referenceFromId("theirs"));
+    reopen();
+
+    EXPECT_THAT(collection("c")->items(), testing::ElementsAre(service->referenceFromId("theirs"),
+                                                               service->referenceFromId("ours")));
+}
+
+} // namespace Tesk::Assets
