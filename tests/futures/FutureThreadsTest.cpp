@@ -235,6 +235,14 @@ TEST(FutureThreadsTest, handsAValueFromThreadToThreadAlongAChain)
     class ThreadExecutor : public future_executor
     {
     public:
+        ~ThreadExecutor() override
+        {
+            std::vector<std::jthread> threads; // joined outside the lock
+            // The last result may be there before the `post` that led to it returned.
+            const std::lock_guard lock(m_mutex);
+            threads.swap(m_threads);
+        }
+
         void post(future_task task) override
         {
             const std::lock_guard lock(m_mutex);

@@ -17,22 +17,26 @@ namespace Tesk {
 class FUTURES_EXPORT future_task
 {
 public:
-    future_task() noexcept;
+    future_task() noexcept = default;
 
     template<std::invocable F>
     explicit future_task(F function)
         : m_body(std::make_unique<Callable<F>>(std::move(function)))
     {}
 
-    future_task(future_task &&other) noexcept;
-    future_task &operator=(future_task &&other) noexcept;
-    ~future_task();
+    future_task(future_task &&other) noexcept = default;
+    future_task &operator=(future_task &&other) noexcept = default;
+    ~future_task() = default;
 
     /// False once it ran, was moved from, or when it was made of nothing.
     explicit operator bool() const noexcept { return m_body != nullptr; }
 
     /// Runs the callable and destroys it; does nothing where there is none.
-    void operator()();
+    void operator()()
+    {
+        if (const std::unique_ptr<Body> body = std::move(m_body))
+            body->run();
+    }
 
 private:
     class FUTURES_EXPORT Body

@@ -5,13 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstddef>
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <type_traits>
 #include <utility>
-#include <variant>
 
 /// What futures and promises share. Nothing in here is meant for callers.
 namespace Tesk::FutureDetail {
@@ -121,31 +120,24 @@ class State final : public StateBase
     static_assert(std::is_same_v<T, std::decay_t<T>>, "a future holds a plain value");
 
 public:
-    const Stored<T> &value() const noexcept
-    {
-        if (const auto *source = std::get_if<Shared>(&m_value))
-            return *std::get_if<Own>(&(*source)->m_value);
-        return *std::get_if<Own>(&m_value);
-    }
+    const Stored<T> &value() const noexcept { return m_source ? *m_source->m_own : *m_own; }
 
     template<class... Args>
     void setValue(Args &&...args)
     {
-        m_value.template emplace<Own>(std::forward<Args>(args)...);
+        m_own.emplace(std::forward<Args>(args)...);
     }
 
     /// Shares the value of \a other, which is ready. Values are never copied, and a state
     /// always points at the one that holds the value, so that no chain of states grows.
     void shareValue(const std::shared_ptr<const State> &other) noexcept
     {
-        const auto *source = std::get_if<Shared>(&other->m_value);
-        m_value.template emplace<Shared>(source ? *source : other);
+        m_source = other->m_source ? other->m_source : other;
     }
 
 private:
-    enum : std::size_t { None, Own, Shared };
-
-    std::variant<std::monostate, Stored<T>, std::shared_ptr<const State>> m_value;
+    std::optional<Stored<T>> m_own;
+    std::shared_ptr<const State> m_source; // holds the value where this state has none
 };
 
 FUTURES_EXPORT std::exception_ptr makeCancellation() noexcept;
