@@ -76,7 +76,7 @@ public:
     QString className() const;
     /// Raises when there is no class information.
     int classVersion() const;
-    /// Raises unless the class information names \a expectedClassName.
+    /// Raises unless the class information names \a expectedClassName or an old name of it.
     void checkClassInfo(const QString &expectedClassName) const;
 
     /// None for an object.
