@@ -35,13 +35,13 @@ Node ArrayNode::append()
     return Node(m_arena, arena().appendChild(m_index, 0));
 }
 
-ArrayNode::iterator ArrayNode::begin() const
+ArrayNode::Iterator ArrayNode::begin() const
 {
     const quint32 first = arena().slot(m_index).children.first;
-    return first == 0 ? end() : iterator(Node(m_arena, first));
+    return first == 0 ? end() : Iterator(Node(m_arena, first));
 }
 
-ArrayNode::iterator &ArrayNode::iterator::operator++()
+ArrayNode::Iterator &ArrayNode::Iterator::operator++()
 {
     m_item = m_item.nextSibling();
     return *this;

@@ -4,12 +4,12 @@
 
 namespace Tesk::Data::Serialization {
 
-NodeChildren::iterator NodeChildren::begin() const
+NodeChildren::Iterator NodeChildren::begin() const
 {
     const Slot &slot = m_parent.arena().slot(m_parent.m_index);
     if (!slot.isObject() || slot.children.first == 0)
         return end();
-    return iterator(Node(m_parent.m_arena, slot.children.first));
+    return Iterator(Node(m_parent.m_arena, slot.children.first));
 }
 
 qsizetype NodeChildren::size() const
@@ -18,7 +18,7 @@ qsizetype NodeChildren::size() const
     return slot.isObject() ? slot.children.count : 0;
 }
 
-NodeChild NodeChildren::iterator::operator*() const
+NodeChild NodeChildren::Iterator::operator*() const
 {
     const Slot &slot = m_child.arena().slot(m_child.m_index);
     NodeChild child;
@@ -33,7 +33,7 @@ NodeChild NodeChildren::iterator::operator*() const
     return child;
 }
 
-NodeChildren::iterator &NodeChildren::iterator::operator++()
+NodeChildren::Iterator &NodeChildren::Iterator::operator++()
 {
     m_child = m_child.nextSibling();
     return *this;

@@ -201,7 +201,7 @@ class DATA_EXPORT ArrayNode
 {
 public:
     /// Walks the items in order; items appended meanwhile are reached too.
-    class DATA_EXPORT iterator
+    class DATA_EXPORT Iterator
     {
     public:
         using iterator_category = std::forward_iterator_tag;
@@ -210,20 +210,20 @@ public:
         using pointer = void;
         using reference = Node;
 
-        iterator() = default;
+        Iterator() = default;
         Node operator*() const { return m_item; }
-        iterator &operator++();
-        iterator operator++(int)
+        Iterator &operator++();
+        Iterator operator++(int)
         {
-            const iterator before = *this;
+            const Iterator before = *this;
             ++*this;
             return before;
         }
-        friend bool operator==(const iterator &a, const iterator &b) = default;
+        friend bool operator==(const Iterator &a, const Iterator &b) = default;
 
     private:
         friend class ArrayNode;
-        explicit iterator(Node item)
+        explicit Iterator(Node item)
             : m_item(item)
         {}
 
@@ -236,8 +236,8 @@ public:
     std::string_view name() const;
     std::string_view itemName() const;
     qsizetype size() const;
-    iterator begin() const;
-    iterator end() const { return iterator(); }
+    Iterator begin() const;
+    Iterator end() const { return Iterator(); }
 
     /// Appends an empty object.
     Node append();
@@ -274,7 +274,7 @@ struct NodeChild
 class DATA_EXPORT NodeChildren
 {
 public:
-    class DATA_EXPORT iterator
+    class DATA_EXPORT Iterator
     {
     public:
         using iterator_category = std::forward_iterator_tag;
@@ -283,28 +283,28 @@ public:
         using pointer = void;
         using reference = NodeChild;
 
-        iterator() = default;
+        Iterator() = default;
         NodeChild operator*() const;
-        iterator &operator++();
-        iterator operator++(int)
+        Iterator &operator++();
+        Iterator operator++(int)
         {
-            const iterator before = *this;
+            const Iterator before = *this;
             ++*this;
             return before;
         }
-        friend bool operator==(const iterator &a, const iterator &b) = default;
+        friend bool operator==(const Iterator &a, const Iterator &b) = default;
 
     private:
         friend class NodeChildren;
-        explicit iterator(Node child)
+        explicit Iterator(Node child)
             : m_child(child)
         {}
 
         Node m_child;
     };
 
-    iterator begin() const;
-    iterator end() const { return iterator(); }
+    Iterator begin() const;
+    Iterator end() const { return Iterator(); }
     qsizetype size() const;
 
 private:
