@@ -4,25 +4,14 @@
 #include <nodelibrary/NodeDef.h>
 #include <nodelibrary/NodeLibraryReader.h>
 
+#include <support/Printers.h>
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 
-#include <ostream>
 #include <utility>
 #include <vector>
-
-QT_BEGIN_NAMESPACE
-inline void PrintTo(const QString &text, std::ostream *stream)
-{
-    *stream << '"' << text.toStdString() << '"';
-}
-
-inline void PrintTo(const QByteArray &bytes, std::ostream *stream)
-{
-    *stream << '"' << bytes.toStdString() << '"';
-}
-QT_END_NAMESPACE
 
 namespace Tesk::NodeLibrary {
 

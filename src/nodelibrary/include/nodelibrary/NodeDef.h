@@ -113,6 +113,8 @@ struct NODELIBRARY_EXPORT NodeDef
 
     /// The input whose plug the first such output passes on; empty when there is none.
     QString variableUsage() const;
+
+    bool operator==(const NodeDef &) const = default;
 };
 
 /// Puts \a name into \a nameSpace unless it is there already or there is none.

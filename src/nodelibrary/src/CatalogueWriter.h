@@ -1,0 +1,54 @@
+#pragma once
+
+#include <nodelibrary/HeldCatalogue.h>
+#include <nodelibrary/LibraryDiff.h>
+#include <nodelibrary/LibraryImporter.h>
+
+#include <assets/AssetReference.h>
+
+#include <QHash>
+
+#include <memory>
+#include <vector>
+
+namespace Tesk::FilterBase {
+class DynamicFilterAsset;
+}
+
+namespace Tesk::NodeLibrary {
+
+/// Carries an import plan out. To be used inside a batch scope.
+class CatalogueWriter
+{
+public:
+    CatalogueWriter(Assets::AssetDatabaseService &database, FilterBase::FilterManager &manager,
+                    const HeldCatalogue &held, const ImportPlan &plan);
+
+    /// False when a stop was requested: what was written must then be rolled back.
+    bool write(const ImportOptions &options);
+
+    /// Implementations that the catalogue did not take.
+    const Problems &problems() const { return m_problems; }
+
+private:
+    void createAsset(const CreatedAsset &planned);
+    void linkVersions();
+    void markReplaced();
+    void noteMoves();
+    void fileFilter(const FilterChange &filter);
+    std::vector<std::size_t> revive(const FilterChange &filter,
+                                    const FilterBase::DynamicFilterAsset &old);
+    void dropStaleEntries(const QString &name);
+    void removeFilter(const FilterChange &filter);
+    void checkFiled(const FilterChange &filter, const Assets::AssetReference &filed);
+
+    Assets::AssetDatabaseService &m_database;
+    FilterBase::FilterManager &m_manager;
+    const HeldCatalogue &m_held;
+    const ImportPlan &m_plan;
+    QHash<QString, int> m_libraryOrders;
+    std::vector<std::shared_ptr<NodeDefAsset>> m_created; // of the plan's new assets
+    Problems m_problems;
+};
+
+} // namespace Tesk::NodeLibrary

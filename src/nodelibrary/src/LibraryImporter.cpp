@@ -1,0 +1,165 @@
+#include <nodelibrary/LibraryImporter.h>
+
+#include <nodelibrary/HeldCatalogue.h>
+#include <nodelibrary/NodeLibraryReader.h>
+
+#include "CatalogueWriter.h"
+
+#include <assets/AssetDatabaseService.h>
+#include <filterbase/FilterManager.h>
+#include <vantbase/ThreadUtils.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace Tesk::NodeLibrary {
+
+using Progress = ImportOptions::Progress;
+
+std::size_t ImportSummary::count(FilterChange::State state) const
+{
+    return static_cast<std::size_t>(
+            std::count_if(filters.begin(), filters.end(),
+                          [state](const Filter &each) { return each.state == state; }));
+}
+
+bool ImportSummary::hasRefusals() const
+{
+    return std::any_of(problems.begin(), problems.end(), [](const Problem &problem) {
+        return problem.severity != Problem::Severity::Remark;
+    });
+}
+
+LibraryImporter::LibraryImporter(Assets::AssetDatabaseService &database,
+                                 FilterBase::FilterManager &manager)
+    : m_database(database)
+    , m_manager(manager)
+{}
+
+QString LibraryImporter::libraryNameOf(const QString &path)
+{
+    // "." and ".." have no last part that says anything.
+    QString name = QFileInfo(QDir::cleanPath(QFileInfo(path).absoluteFilePath())).fileName();
+    if (name.endsWith(".mtlx"_L1))
+        name.chop(5);
+    return name;
+}
+
+static QString filterNameOf(const NodeDef &nodeDef, const ImportOptions &options)
+{
+    if (options.groupByNodeGroup)
+        return nodeDef.nodeGroup.isEmpty() ? u"(none)"_s : nodeDef.nodeGroup;
+    return options.nameOverride.isEmpty() ? nodeDef.node : options.nameOverride;
+}
+
+namespace {
+
+// Reads the paths, one library after the other.
+class PathReader
+{
+public:
+    PathReader(const ImportOptions &options, ImportSummary &summary)
+        : m_options(options)
+        , m_summary(summary)
+    {}
+
+    std::vector<ReadLibrary> read(const QStringList &paths)
+    {
+        std::vector<ReadLibrary> libraries;
+        for (const QString &path : paths) {
+            NodeLibrary read = NodeLibraryReader::readPath(
+                    QDir::cleanPath(QFileInfo(path).absoluteFilePath()),
+                    [this](int done, int total) { return tell(done, total); });
+            m_summary.fileCount += read.fileCount;
+            std::move(read.problems.begin(), read.problems.end(),
+                      std::back_inserter(m_summary.problems));
+            if (read.isCancelled)
+                m_summary.isCancelled = true;
+            // A path that cannot be read is a mistake, not a library that has become empty.
+            if (read.fileCount == 0 && !QFileInfo::exists(path))
+                continue;
+            libraries.push_back(toReadLibrary(path, std::move(read)));
+        }
+        return libraries;
+    }
+
+private:
+    bool tell(int done, int total) const
+    {
+        if (m_options.progress)
+            m_options.progress({Progress::Stage::Reading, done, total});
+        return !m_options.stopToken.stop_requested();
+    }
+
+    ReadLibrary toReadLibrary(const QString &path, NodeLibrary &&read) const
+    {
+        ReadLibrary library;
+        library.name = m_options.library.isEmpty() ? LibraryImporter::libraryNameOf(path)
+                                                   : m_options.library;
+        library.nodeDefs.reserve(read.nodeDefs.size());
+        for (NodeDef &nodeDef : read.nodeDefs) {
+            QString filterName = filterNameOf(nodeDef, m_options);
+            library.nodeDefs.push_back({std::move(nodeDef), std::move(filterName)});
+        }
+        return library;
+    }
+
+    const ImportOptions &m_options;
+    ImportSummary &m_summary;
+};
+
+} // namespace
+
+static void summarise(ImportSummary &summary, const ImportPlan &plan)
+{
+    for (const FilterChange &filter : plan.filters)
+        summary.filters.push_back({filter.name, filter.state, filter.isDynamic});
+    summary.problems.insert(summary.problems.end(), plan.problems.begin(), plan.problems.end());
+}
+
+ImportSummary LibraryImporter::import(const QStringList &paths, const ImportOptions &options)
+{
+    ImportSummary summary;
+    const std::vector<ReadLibrary> read = PathReader(options, summary).read(paths);
+    if (summary.isCancelled || read.empty())
+        return summary;
+    for (const ReadLibrary &library : read)
+        summary.nodeDefCount += static_cast<int>(library.nodeDefs.size());
+
+    const HeldCatalogue held = HeldCatalogue::read(m_database, m_manager);
+    const ImportPlan plan =
+            LibraryDiff::compare(held.implementations(), read,
+                                 {.isDynamic =
+                                          [&](const QString &key) {
+                                              return held.hasDynamicFilter(key)
+                                                     || m_manager.getDynamicFilter(key).isValid();
+                                          },
+                                  .latestGeneration =
+                                          [&](const QString &nodeDef) {
+                                              return held.latestGeneration(nodeDef);
+                                          }});
+    summarise(summary, plan);
+    if (options.dryRun)
+        return summary;
+
+    Assets::AssetDatabaseService::BatchScope scope(m_database);
+    CatalogueWriter writer(m_database, m_manager, held, plan);
+    if (!writer.write(options)) {
+        summary.isCancelled = true;
+        return summary;
+    }
+    summary.problems.insert(summary.problems.end(), writer.problems().begin(),
+                            writer.problems().end());
+    // What others posted to this thread for the batch belongs to it.
+    QCoreApplication::sendPostedEvents();
+    scope.commit();
+    return summary;
+}
+
+} // namespace Tesk::NodeLibrary
