@@ -42,10 +42,8 @@ private:
 SerializableData *createUnshared(const SerializableData &original)
 {
     auto *copy = static_cast<SerializableData *>(original.metaObject()->metaType().create());
-    if (copy) {
+    if (copy)
         VantBase::forbidStealingOwnership(copy);
-        DataAccess::joinDecode(*copy);
-    }
     return copy;
 }
 

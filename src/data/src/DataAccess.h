@@ -14,8 +14,6 @@ public:
     }
 
     static bool isDecodingOnThisThread();
-    /// Moves a new object to the thread of the object for which this thread is decoding.
-    static void joinDecode(SerializableData &created);
 
     /// Makes \a object silent and writable as long as it lives.
     class FillScope

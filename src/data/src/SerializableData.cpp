@@ -8,10 +8,6 @@
 
 #include <vantbase/FileUtils.h>
 
-#include <QThread>
-
-#include <utility>
-
 namespace Tesk::Data {
 
 namespace {
@@ -22,21 +18,15 @@ std::recursive_mutex &decodeMutex()
     return mutex;
 }
 
-// Where the object lives whose body this thread is decoding; null when it decodes none.
-thread_local QThread *decodeTarget = nullptr;
+thread_local int decodeDepth = 0;
 
-class DecodeScope
+class DecodeDepthScope
 {
 public:
-    explicit DecodeScope(QThread *target)
-        : m_outer(std::exchange(decodeTarget, target))
-    {}
-    ~DecodeScope() { decodeTarget = m_outer; }
-    DecodeScope(const DecodeScope &) = delete;
-    DecodeScope &operator=(const DecodeScope &) = delete;
-
-private:
-    QThread *m_outer;
+    DecodeDepthScope() { ++decodeDepth; }
+    ~DecodeDepthScope() { --decodeDepth; }
+    DecodeDepthScope(const DecodeDepthScope &) = delete;
+    DecodeDepthScope &operator=(const DecodeDepthScope &) = delete;
 };
 
 } // namespace
@@ -47,16 +37,10 @@ ChangeListener::~ChangeListener() = default;
 
 bool DataAccess::isDecodingOnThisThread()
 {
-    return decodeTarget != nullptr;
+    return decodeDepth > 0;
 }
 
-void DataAccess::joinDecode(SerializableData &created)
-{
-    if (decodeTarget && decodeTarget != created.thread())
-        created.moveToThread(decodeTarget);
-}
-
-FieldRange::Iterator &FieldRange::Iterator::operator++()
+FieldRange::iterator &FieldRange::iterator::operator++()
 {
     m_field = SerializableData::nextField(*m_field);
     return *this;
@@ -154,27 +138,16 @@ void SerializableData::touchSlow() const
 void SerializableData::decode(BodySource &source)
 {
     {
-        const DecodeScope scope(thread());
+        const DecodeDepthScope depth;
         const DataAccess::FillScope filling(*this);
         try {
             source.decode(*this);
-            adoptRecords();
         } catch (...) {
             resetFields();
             throw;
         }
     }
     m_body.store(nullptr, std::memory_order_release);
-}
-
-// The thread that decodes may end before the records do: their deferred deletion would then
-// never be delivered.
-void SerializableData::adoptRecords()
-{
-    if (QThread::currentThread() == thread())
-        return;
-    for (SerializableFieldBase *field : fields())
-        field->adoptOwnerThread();
 }
 
 void SerializableData::resetFields()

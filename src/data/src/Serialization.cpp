@@ -156,7 +156,6 @@ SerializableData *newObject(const Node &node, const QMetaObject &expected)
         raiseSerialization(TESK_HERE,
                            QStringLiteral("Found an object of class \"%1\": expected %2")
                                    .arg(node.className(), QLatin1StringView(expected.className())));
-    DataAccess::joinDecode(*object);
     return object.release();
 }
 

@@ -32,6 +32,7 @@ OutputDesc::OutputDesc(Data::SerializableData *parent)
     registerField(color);
     registerField(label);
     registerField(usages);
+    valueType.set(ValueType::Unknown);
 }
 
 OutputDesc::~OutputDesc() = default;

@@ -1,5 +1,6 @@
 #include "ClientModule.h"
 
+#include "Constants.h"
 #include "ExceptionTypes.h"
 
 namespace ClientModule {
@@ -42,6 +43,11 @@ const char *caughtAs(const std::function<void()> &raise)
         return "BaseException";
     }
     return "nothing";
+}
+
+std::vector<const void *> constants()
+{
+    return FilterBaseTesting::constantsHere();
 }
 
 } // namespace ClientModule

@@ -17,11 +17,11 @@ namespace Tesk::RenderableBase {
 /// The values that a parameter may take. An invalid value means "no limit".
 struct ParameterRange
 {
-    QVariant minimum;
-    QVariant maximum;
-    QVariant softMinimum; ///< where a slider begins; the user may go below
-    QVariant softMaximum;
-    QVariant step;
+    QVariant minimum = {};
+    QVariant maximum = {};
+    QVariant softMinimum = {}; ///< where a slider begins; the user may go below
+    QVariant softMaximum = {};
+    QVariant step = {};
 
     friend bool operator==(const ParameterRange &, const ParameterRange &) = default;
 };
@@ -29,8 +29,8 @@ struct ParameterRange
 /// The choices that a parameter offers. There may be fewer values than labels, or none at all.
 struct ParameterEnumeration
 {
-    QStringList labels;
-    QVariantList values;
+    QStringList labels = {};
+    QVariantList values = {};
 
     friend bool operator==(const ParameterEnumeration &, const ParameterEnumeration &) = default;
 };
@@ -38,13 +38,13 @@ struct ParameterEnumeration
 /// What a user interface shows of a parameter beside its value.
 struct ParameterPresentation
 {
-    QString label;
-    QString group; ///< nested groups are parted by "/"
-    QString documentation;
-    QString unit;
-    QString unitType;
-    QString colorSpace;
-    QString hint;
+    QString label = {};
+    QString group = {}; ///< nested groups are parted by "/"
+    QString documentation = {};
+    QString unit = {};
+    QString unitType = {};
+    QString colorSpace = {};
+    QString hint = {};
     bool uniform = false;  ///< one value for the whole image
     bool advanced = false; ///< hidden until asked for
 
