@@ -353,6 +353,19 @@ TEST_F(ShellTest, letsAnotherThreadWaitForTheWholeContent)
     decoder.join();
 }
 
+TEST_F(ShellTest, takesWhatAnotherThreadReadForItToItsOwnThread)
+{
+    std::thread([&] { shell.touch(); }).join();
+
+    const std::shared_ptr<Description> description = shell.ioDesc.get();
+    ASSERT_TRUE(description);
+    ASSERT_FALSE(description->parameters.empty());
+    ASSERT_FALSE(shell.types.empty());
+    EXPECT_EQ(description->thread(), shell.thread());
+    EXPECT_EQ(description->parameters.at(0)->thread(), shell.thread());
+    EXPECT_EQ(shell.types.begin()->second->thread(), shell.thread());
+}
+
 // --- clones
 
 class CloneTest : public testing::Test

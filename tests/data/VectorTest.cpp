@@ -145,6 +145,27 @@ TEST_F(VectorTest, reportsNothingWhenNoElementMatches)
     EXPECT_THAT(listener.changed, IsEmpty());
 }
 
+TEST_F(VectorTest, letsTheErrorOfAListenerReachWhoRemoved)
+{
+    class RefusingListener : public ChangeListener
+    {
+        void objectChanged(SerializableData & /*object*/) override
+        {
+            throw Exception::RuntimeErrorException("not stored");
+        }
+    } refusing;
+    Owner silent{Base::Options()};
+    fill(silent.implementations, {"a", "b"});
+    silent.setChangeListener(&refusing);
+    owner.setChangeListener(&refusing);
+    const auto isB = [](const Reference &reference) {
+        return reference.id == "b";
+    };
+
+    EXPECT_THROW(silent.implementations.removeIf(isB), Exception::RuntimeErrorException);
+    EXPECT_THROW(vector.removeIf(isB), Exception::RuntimeErrorException);
+}
+
 TEST_F(VectorTest, keepsWhatAPredicateLeftWhenItThrows)
 {
     Owner silent{Base::Options()};

@@ -13,7 +13,8 @@ public:
         record.m_holder = holder;
     }
 
-    static bool isDecodingOnThisThread();
+    /// The shell whose body this thread decodes, the innermost one; null for none.
+    static const SerializableData *objectDecodedOnThisThread();
 
     /// Makes \a object silent and writable as long as it lives.
     class FillScope

@@ -8,6 +8,8 @@
 
 #include <vantbase/FileUtils.h>
 
+#include <utility>
+
 namespace Tesk::Data {
 
 namespace {
@@ -18,15 +20,20 @@ std::recursive_mutex &decodeMutex()
     return mutex;
 }
 
-thread_local int decodeDepth = 0;
+thread_local const SerializableData *decodedObject = nullptr; // the innermost one
 
-class DecodeDepthScope
+class DecodedObjectScope
 {
 public:
-    DecodeDepthScope() { ++decodeDepth; }
-    ~DecodeDepthScope() { --decodeDepth; }
-    DecodeDepthScope(const DecodeDepthScope &) = delete;
-    DecodeDepthScope &operator=(const DecodeDepthScope &) = delete;
+    explicit DecodedObjectScope(const SerializableData &object)
+        : m_outer(std::exchange(decodedObject, &object))
+    {}
+    ~DecodedObjectScope() { decodedObject = m_outer; }
+    DecodedObjectScope(const DecodedObjectScope &) = delete;
+    DecodedObjectScope &operator=(const DecodedObjectScope &) = delete;
+
+private:
+    const SerializableData *m_outer;
 };
 
 } // namespace
@@ -35,9 +42,9 @@ BodySource::~BodySource() = default;
 
 ChangeListener::~ChangeListener() = default;
 
-bool DataAccess::isDecodingOnThisThread()
+const SerializableData *DataAccess::objectDecodedOnThisThread()
 {
-    return decodeDepth > 0;
+    return decodedObject;
 }
 
 FieldRange::iterator &FieldRange::iterator::operator++()
@@ -138,7 +145,7 @@ void SerializableData::touchSlow() const
 void SerializableData::decode(BodySource &source)
 {
     {
-        const DecodeDepthScope depth;
+        const DecodedObjectScope scope(*this);
         const DataAccess::FillScope filling(*this);
         try {
             source.decode(*this);

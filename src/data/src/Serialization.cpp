@@ -161,10 +161,16 @@ SerializableData *newObject(const Node &node, const QMetaObject &expected)
 
 void fillObject(const Node &node, SerializableData &object)
 {
-    std::optional<DataAccess::FillScope> silent;
-    if (DataAccess::isDecodingOnThisThread())
-        silent.emplace(object);
+    const SerializableData *decoded = DataAccess::objectDecodedOnThisThread();
+    if (!decoded) {
+        deserializeFromNode(node, object);
+        return;
+    }
+    const DataAccess::FillScope silent(object);
     deserializeFromNode(node, object);
+    // Only this thread can give it away, and whoever shares it may outlive this thread.
+    if (!object.parent())
+        object.moveToThread(decoded->thread());
 }
 
 bool deserializeObjectFromSubnode(const Node &parent, const NodeName &name, bool required,

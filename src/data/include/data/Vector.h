@@ -83,11 +83,21 @@ public:
     {
         checkWritable();
         const qsizetype before = size();
-        if (isNotifying())
-            eraseOneByOne(predicate);
-        else
-            compact(predicate);
-        return before - size();
+        try {
+            if (isNotifying())
+                eraseOneByOne(predicate);
+            else
+                compact(predicate);
+        } catch (...) {
+            // Whatever the predicate throws, what was removed before is a change.
+            if (static_cast<qsizetype>(m_values.size()) != before)
+                markChanged();
+            throw;
+        }
+        const qsizetype removed = before - static_cast<qsizetype>(m_values.size());
+        if (removed > 0)
+            markChanged();
+        return removed;
     }
 
     /// Replaces all elements, as one change of the whole field; equal ones are left alone.
@@ -214,11 +224,9 @@ private:
         notify(FieldEvent::Phase::Changed, index);
     }
 
-    // Whatever the predicate throws, what was removed before is a change.
     template<class Predicate>
     void eraseOneByOne(Predicate &predicate)
     {
-        const ChangeAtEnd change(*this);
         for (qsizetype index = size() - 1; index >= 0; --index) {
             if (predicate(std::as_const(m_values[static_cast<std::size_t>(index)])))
                 erase(index);
@@ -229,7 +237,6 @@ private:
     template<class Predicate>
     void compact(Predicate &predicate)
     {
-        const ChangeAtEnd change(*this);
         Gap gap(m_values);
         while (gap.first > 0) {
             T &element = m_values[gap.first - 1];
@@ -241,24 +248,6 @@ private:
                 m_values[gap.last] = std::move(element);
         }
     }
-
-    struct ChangeAtEnd
-    {
-        explicit ChangeAtEnd(const Vector &changed)
-            : vector(changed)
-            , before(changed.m_values.size())
-        {}
-        ~ChangeAtEnd()
-        {
-            if (vector.m_values.size() != before)
-                vector.markChanged();
-        }
-        ChangeAtEnd(const ChangeAtEnd &) = delete;
-        ChangeAtEnd &operator=(const ChangeAtEnd &) = delete;
-
-        const Vector &vector;
-        const std::size_t before;
-    };
 
     struct Gap
     {
