@@ -54,6 +54,10 @@ std::unique_ptr<SqliteConnection> SqliteCore::connect(int flags, bool immutable)
 void SqliteCore::open(SqliteStore::Mode mode)
 {
     using Mode = SqliteStore::Mode;
+    if (path.isEmpty()) // which SQLite would take for a file of its own that is soon gone
+        StoreChecks::raise(TESK_PLACE, Code::CannotOpen,
+                           QStringLiteral("Cannot open a database: the path is empty; give the "
+                                          "path of a file"));
     if (mode == Mode::Create && QFileInfo::exists(path))
         StoreChecks::raise(TESK_PLACE, Code::CannotOpen,
                            QStringLiteral("Cannot create \"%1\": there is such a file; choose "
