@@ -98,6 +98,7 @@ void SqliteConnection::Finalize::operator()(sqlite3_stmt *statement) const
 SqliteConnection::SqliteConnection(const QString &path, const QByteArray &vfs, int flags,
                                    bool immutable)
     : m_path(path)
+    , m_place(TESK_PLACE)
 {
     QByteArray name = path.toUtf8();
     if (immutable) {

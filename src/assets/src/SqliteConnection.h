@@ -67,7 +67,7 @@ private:
     StatementPointer prepare(const char *sql, qsizetype size);
 
     QString m_path;
-    Place m_place = TESK_PLACE;
+    Place m_place;
     const char *m_action = "open the database";
     sqlite3 *m_handle = nullptr;
     std::unordered_map<const void *, StatementPointer> m_statements;

@@ -44,6 +44,7 @@ std::unique_ptr<SqliteConnection> SqliteCore::connect(int flags, bool immutable)
 {
     auto result = std::make_unique<SqliteConnection>(path, m_options.fileLayer,
                                                      flags | SQLITE_OPEN_NOMUTEX, immutable);
+    result->setPlace(TESK_PLACE);
     result->setBusyTimeout(m_options.busyTimeout);
     sqlite3_db_config(result->handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     // Until the file is known to be ours not a byte of it may change, at closing neither.
