@@ -333,6 +333,22 @@ TEST_F(ShellTest, doesNotDeadlockWhenTwoShellsTouchEachOtherFromTwoThreads)
     }
 }
 
+TEST_F(ShellTest, movesWhatADecodeOnAnotherThreadMakesToItsOwnThread)
+{
+    shell.onLoaded = [&] {
+        shell.types.insert(QStringLiteral("made"), makeRecord("made"));
+        shell.ioDesc.set(std::dynamic_pointer_cast<Description>(shell.ioDesc.get()->clone()));
+    };
+
+    std::thread([&] { shell.touch(); }).join();
+
+    for (const auto &entry : shell.types)
+        EXPECT_EQ(entry.second->thread(), shell.thread());
+    EXPECT_EQ(shell.types.size(), 2);
+    EXPECT_EQ(shell.ioDesc.get()->thread(), shell.thread());
+    EXPECT_EQ(shell.ioDesc.get()->parameters.at(0)->thread(), shell.thread());
+}
+
 TEST_F(ShellTest, letsAnotherThreadWaitForTheWholeContent)
 {
     std::latch decoding(1);
@@ -351,19 +367,6 @@ TEST_F(ShellTest, letsAnotherThreadWaitForTheWholeContent)
 
     EXPECT_EQ(other.get(), 8);
     decoder.join();
-}
-
-TEST_F(ShellTest, takesWhatAnotherThreadReadForItToItsOwnThread)
-{
-    std::thread([&] { shell.touch(); }).join();
-
-    const std::shared_ptr<Description> description = shell.ioDesc.get();
-    ASSERT_TRUE(description);
-    ASSERT_FALSE(description->parameters.empty());
-    ASSERT_FALSE(shell.types.empty());
-    EXPECT_EQ(description->thread(), shell.thread());
-    EXPECT_EQ(description->parameters.at(0)->thread(), shell.thread());
-    EXPECT_EQ(shell.types.begin()->second->thread(), shell.thread());
 }
 
 // --- clones

@@ -42,8 +42,10 @@ private:
 SerializableData *createUnshared(const SerializableData &original)
 {
     auto *copy = static_cast<SerializableData *>(original.metaObject()->metaType().create());
-    if (copy)
+    if (copy) {
         VantBase::forbidStealingOwnership(copy);
+        DataAccess::joinDecode(*copy);
+    }
     return copy;
 }
 
@@ -83,7 +85,7 @@ std::shared_ptr<SerializableData> cloneShared(const SerializableData &original)
     if (copy)
         return copy;
     copy = createShared(original);
-    std::shared_ptr<SerializableData> result = copy; // the map may grow meanwhile
+    const std::shared_ptr<SerializableData> result = copy; // the map may grow meanwhile
     copyFields(original, *result);
     return result;
 }

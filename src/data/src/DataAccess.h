@@ -13,8 +13,9 @@ public:
         record.m_holder = holder;
     }
 
-    /// The shell whose body this thread decodes, the innermost one; null for none.
-    static const SerializableData *objectDecodedOnThisThread();
+    static bool isDecodingOnThisThread();
+    /// Moves a new object to the thread of the object for which this thread is decoding.
+    static void joinDecode(SerializableData &created);
 
     /// Makes \a object silent and writable as long as it lives.
     class FillScope

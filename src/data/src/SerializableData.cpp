@@ -8,6 +8,8 @@
 
 #include <vantbase/FileUtils.h>
 
+#include <QThread>
+
 #include <utility>
 
 namespace Tesk::Data {
@@ -20,20 +22,21 @@ std::recursive_mutex &decodeMutex()
     return mutex;
 }
 
-thread_local const SerializableData *decodedObject = nullptr; // the innermost one
+// Where the object lives whose body this thread is decoding; null when it decodes none.
+thread_local QThread *decodeTarget = nullptr;
 
-class DecodedObjectScope
+class DecodeScope
 {
 public:
-    explicit DecodedObjectScope(const SerializableData &object)
-        : m_outer(std::exchange(decodedObject, &object))
+    explicit DecodeScope(QThread *target)
+        : m_outer(std::exchange(decodeTarget, target))
     {}
-    ~DecodedObjectScope() { decodedObject = m_outer; }
-    DecodedObjectScope(const DecodedObjectScope &) = delete;
-    DecodedObjectScope &operator=(const DecodedObjectScope &) = delete;
+    ~DecodeScope() { decodeTarget = m_outer; }
+    DecodeScope(const DecodeScope &) = delete;
+    DecodeScope &operator=(const DecodeScope &) = delete;
 
 private:
-    const SerializableData *m_outer;
+    QThread *m_outer;
 };
 
 } // namespace
@@ -42,12 +45,18 @@ BodySource::~BodySource() = default;
 
 ChangeListener::~ChangeListener() = default;
 
-const SerializableData *DataAccess::objectDecodedOnThisThread()
+bool DataAccess::isDecodingOnThisThread()
 {
-    return decodedObject;
+    return decodeTarget != nullptr;
 }
 
-FieldRange::iterator &FieldRange::iterator::operator++()
+void DataAccess::joinDecode(SerializableData &created)
+{
+    if (decodeTarget && decodeTarget != created.thread())
+        created.moveToThread(decodeTarget);
+}
+
+FieldRange::Iterator &FieldRange::Iterator::operator++()
 {
     m_field = SerializableData::nextField(*m_field);
     return *this;
@@ -145,16 +154,27 @@ void SerializableData::touchSlow() const
 void SerializableData::decode(BodySource &source)
 {
     {
-        const DecodedObjectScope scope(*this);
+        const DecodeScope scope(thread());
         const DataAccess::FillScope filling(*this);
         try {
             source.decode(*this);
+            adoptRecords();
         } catch (...) {
             resetFields();
             throw;
         }
     }
     m_body.store(nullptr, std::memory_order_release);
+}
+
+// The thread that decodes may end before the records do: their deferred deletion would then
+// never be delivered.
+void SerializableData::adoptRecords()
+{
+    if (QThread::currentThread() == thread())
+        return;
+    for (SerializableFieldBase *field : fields())
+        field->adoptOwnerThread();
 }
 
 void SerializableData::resetFields()

@@ -156,21 +156,16 @@ SerializableData *newObject(const Node &node, const QMetaObject &expected)
         raiseSerialization(TESK_HERE,
                            QStringLiteral("Found an object of class \"%1\": expected %2")
                                    .arg(node.className(), QLatin1StringView(expected.className())));
+    DataAccess::joinDecode(*object);
     return object.release();
 }
 
 void fillObject(const Node &node, SerializableData &object)
 {
-    const SerializableData *decoded = DataAccess::objectDecodedOnThisThread();
-    if (!decoded) {
-        deserializeFromNode(node, object);
-        return;
-    }
-    const DataAccess::FillScope silent(object);
+    std::optional<DataAccess::FillScope> silent;
+    if (DataAccess::isDecodingOnThisThread())
+        silent.emplace(object);
     deserializeFromNode(node, object);
-    // Only this thread can give it away, and whoever shares it may outlive this thread.
-    if (!object.parent())
-        object.moveToThread(decoded->thread());
 }
 
 bool deserializeObjectFromSubnode(const Node &parent, const NodeName &name, bool required,

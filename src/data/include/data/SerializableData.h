@@ -27,7 +27,7 @@ namespace Tesk::Data {
 class FieldRange
 {
 public:
-    class DATA_EXPORT iterator
+    class DATA_EXPORT Iterator
     {
     public:
         using iterator_category = std::forward_iterator_tag;
@@ -36,28 +36,28 @@ public:
         using pointer = void;
         using reference = SerializableFieldBase *;
 
-        iterator() = default;
+        Iterator() = default;
         SerializableFieldBase *operator*() const { return m_field; }
-        iterator &operator++();
-        iterator operator++(int)
+        Iterator &operator++();
+        Iterator operator++(int)
         {
-            const iterator before = *this;
+            const Iterator before = *this;
             ++*this;
             return before;
         }
-        friend bool operator==(const iterator &a, const iterator &b) = default;
+        friend bool operator==(const Iterator &a, const Iterator &b) = default;
 
     private:
         friend class FieldRange;
-        explicit iterator(SerializableFieldBase *field)
+        explicit Iterator(SerializableFieldBase *field)
             : m_field(field)
         {}
 
         SerializableFieldBase *m_field = nullptr;
     };
 
-    iterator begin() const { return iterator(m_first); }
-    iterator end() const { return iterator(); }
+    Iterator begin() const { return Iterator(m_first); }
+    Iterator end() const { return Iterator(); }
     bool empty() const { return m_first == nullptr; }
     qsizetype size() const { return static_cast<qsizetype>(std::distance(begin(), end())); }
 
@@ -78,7 +78,8 @@ private:
 /// others wait.
 ///
 /// Ownership: as QObject; records and clones are marked so that no other runtime takes them.
-/// Threads: fields carry no lock; touch() and isShell() may be called on any thread.
+/// Threads: fields carry no lock; touch() and isShell() may be called on any thread. What a
+/// decode on another thread makes is moved to the thread of the object.
 /// Errors: touching a shell whose body cannot be decoded raises what its source raised; the
 /// object stays a shell with default content, and the next touch tries again.
 /// Persistence: class name, version and fields; see docs/format/fields.md.
@@ -152,6 +153,7 @@ private:
     static SerializableFieldBase *nextField(const SerializableFieldBase &field);
     void touchSlow() const;
     void decode(BodySource &source);
+    void adoptRecords();
     void resetFields();
     /// Whether this object or the one that holds it is being decoded or copied to.
     bool isFilling() const;
