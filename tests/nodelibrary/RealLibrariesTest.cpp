@@ -1,4 +1,5 @@
 #include "NodeDefs.h"
+#include "RealData.h"
 
 #include <nodelibrary/LibraryDiff.h>
 #include <nodelibrary/ParameterUid.h>
@@ -14,23 +15,12 @@ namespace Tesk::NodeLibrary {
 
 namespace {
 
-// The real libraries are not part of this project; without them these tests are skipped.
-class RealLibrariesTest : public testing::Test
+class RealLibrariesTest : public RealDataTest
 {
 protected:
-    void SetUp() override
-    {
-        QString folder = qEnvironmentVariable("FILTERBASE_TEST_DATA");
-        if (folder.isEmpty())
-            folder = QStringLiteral(REAL_DATA_FOLDER);
-        if (folder.isEmpty())
-            GTEST_SKIP() << "FILTERBASE_TEST_DATA names no folder of real node libraries";
-        m_folder = folder;
-    }
-
     NodeLibrary read() const
     {
-        return NodeLibraryReader::readPath(m_folder + QStringLiteral("/libraries"));
+        return NodeLibraryReader::readPath(folder(QStringLiteral("libraries")));
     }
 
     ImportPlan plan(bool byGroup) const
@@ -43,8 +33,6 @@ protected:
         }
         return LibraryDiff::compare({}, {library}, {});
     }
-
-    QString m_folder;
 };
 
 struct Counts
