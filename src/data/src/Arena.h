@@ -33,7 +33,7 @@ struct Slot
     };
 
     quint32 next = 0;         ///< sibling
-    quint32 kindAndFlags : 8; // SlotKind, isAttributeFlag
+    quint32 kindAndFlags : 8; // SlotKind, sAttributeFlag
     quint32 name : 24;        ///< 0 for the root and array items
     union {
         quint64 bits; ///< integer (two's complement), truth value or double
@@ -41,7 +41,7 @@ struct Slot
         View view;
     };
 
-    static constexpr quint32 isAttributeFlag = 0x80;
+    static constexpr quint32 sAttributeFlag = 0x80;
 
     explicit Slot(SlotKind kind, quint32 nameId = 0)
         : kindAndFlags(static_cast<quint8>(kind))
@@ -50,7 +50,7 @@ struct Slot
     {}
 
     SlotKind kind() const { return static_cast<SlotKind>(kindAndFlags & 0x7FU); }
-    bool isAttribute() const { return (kindAndFlags & isAttributeFlag) != 0; }
+    bool isAttribute() const { return (kindAndFlags & sAttributeFlag) != 0; }
     bool isObject() const { return kind() == SlotKind::Object; }
     bool isArray() const { return kind() == SlotKind::Array; }
     bool hasView() const { return kind() == SlotKind::Text || kind() == SlotKind::Bytes; }
@@ -58,7 +58,7 @@ struct Slot
 
     void setContent(SlotKind kind)
     {
-        kindAndFlags = (kindAndFlags & isAttributeFlag) | static_cast<quint8>(kind);
+        kindAndFlags = (kindAndFlags & sAttributeFlag) | static_cast<quint8>(kind);
         children = {0, 0, 0, 0};
     }
     void setBits(SlotKind kind, quint64 value)

@@ -286,7 +286,7 @@ void CborDecoder::readAttribute(quint32 index)
     Slot &slot = m_arena.slot(index);
     if (slot.kind() == SlotKind::Double || slot.kind() == SlotKind::Bytes)
         failAttribute(at, slot.kind());
-    slot.kindAndFlags |= Slot::isAttributeFlag;
+    slot.kindAndFlags |= Slot::sAttributeFlag;
 }
 
 void CborDecoder::readSimple(quint32 index, const Head &head)

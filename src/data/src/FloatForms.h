@@ -45,7 +45,7 @@ constexpr std::optional<quint64> narrowed(quint64 bits, FloatForm to)
     if (power >= smallestNormal) {
         if ((mantissa & ((quint64(1) << dropped) - 1)) != 0)
             return {};
-        const auto shifted = static_cast<quint64>(power + to.bias());
+        const quint64 shifted = exponent - quint64(doubleForm.bias()) + quint64(to.bias());
         return sign | shifted << to.mantissaBits | mantissa >> dropped;
     }
     // Without its own exponent the number keeps fewer bits, its leading one among them.
@@ -75,7 +75,8 @@ constexpr quint64 widened(quint64 bits, FloatForm from)
         return sign;
     // The leading one moves out of the mantissa: every double of this size is normal.
     const int shift = std::countl_zero(mantissa) - (63 - from.mantissaBits);
-    const auto shifted = static_cast<quint64>(1 - from.bias() + doubleForm.bias() - shift);
+    const quint64 shifted =
+            quint64(1) + quint64(doubleForm.bias()) - quint64(from.bias()) - quint64(shift);
     return sign | shifted << doubleForm.mantissaBits
            | ((mantissa << shift & from.mantissaMask()) << added);
 }

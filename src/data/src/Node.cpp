@@ -194,7 +194,7 @@ quint32 Node::addAttribute(const NodeName &name)
     const quint32 added = m_arena->addChild(m_index, name.utf8());
     Slot &slot = m_arena->slot(added);
     slot.setBits(SlotKind::Bool, 0);
-    slot.kindAndFlags |= Slot::isAttributeFlag;
+    slot.kindAndFlags |= Slot::sAttributeFlag;
     return added;
 }
 
