@@ -85,7 +85,7 @@ std::shared_ptr<SerializableData> cloneShared(const SerializableData &original)
     if (copy)
         return copy;
     copy = createShared(original);
-    const std::shared_ptr<SerializableData> result = copy; // the map may grow meanwhile
+    std::shared_ptr<SerializableData> result = copy; // the map may grow meanwhile
     copyFields(original, *result);
     return result;
 }
