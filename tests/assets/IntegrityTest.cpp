@@ -1,0 +1,85 @@
+#include "support/DatabaseFixture.h"
+
+#include <assets/CollectionControl.h>
+#include <support/RecordedLog.h>
+
+namespace Tesk::Assets {
+
+using Code = IntegrityFinding::Code;
+
+class IntegrityTest : public DatabaseFixture
+{
+protected:
+    std::vector<std::pair<Code, QByteArray>> findings()
+    {
+        std::vector<std::pair<Code, QByteArray>> found;
+        for (const IntegrityFinding &finding : service->checkIntegrity()) {
+            EXPECT_FALSE(finding.text.isEmpty());
+            found.emplace_back(finding.code, finding.reference.id());
+        }
+        return found;
+    }
+
+    void storeRaw(const QByteArray &id, const QString &className, const QByteArray &body)
+    {
+        AssetWrite write;
+        write.row.id = id;
+        write.row.className = className;
+        write.body = BodyRow{BodyRow::sCbor, body};
+        store.write(std::span(&write, 1));
+    }
+};
+
+TEST_F(IntegrityTest, findsNothingInASoundDatabase)
+{
+    const auto a = insertNote("a", "text", "Name");
+    insertNote("b")->nextVersion.set(a->ownReference());
+    a->dependencies.append(service->referenceFromId("b"));
+    CollectionControl::appendAssetFromRef(collection("c"), a->ownReference());
+
+    EXPECT_TRUE(findings().empty());
+}
+
+TEST_F(IntegrityTest, findsBodiesThatCannotBeRead)
+{
+    const TestSupport::RecordedLog log;
+    insertNote("good");
+    storeRaw("bad", NoteAsset::sTypeName, "no cbor");
+
+    EXPECT_THAT(findings(), testing::ElementsAre(std::pair(Code::BodyUndecodable, "bad")));
+}
+
+TEST_F(IntegrityTest, findsAssetsOfUnknownClasses)
+{
+    storeRaw("stranger", "Nobody::Makes", {});
+
+    const auto found = service->checkIntegrity();
+
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found.front().code, Code::UnknownClass);
+    EXPECT_EQ(found.front().text, "[stranger] is of the unknown class \"Nobody::Makes\"");
+}
+
+TEST_F(IntegrityTest, findsWhatPointsToNothing)
+{
+    const auto a = insertNote("a");
+    a->dependencies.append(service->referenceFromId("nobody"));
+    a->nextVersion.set(service->referenceFromId("nobody"));
+    CollectionControl::appendAssetFromRef(collection("c"), service->referenceFromId("nobody"));
+
+    EXPECT_THAT(findings(), testing::UnorderedElementsAre(std::pair(Code::DanglingDependency, "a"),
+                                                          std::pair(Code::DanglingNextVersion, "a"),
+                                                          std::pair(Code::DanglingItem, "c")));
+}
+
+TEST_F(IntegrityTest, loadsNothingIntoTheDatabaseByLooking)
+{
+    insertNote("a");
+    reopen();
+
+    findings();
+
+    EXPECT_EQ(service->statistics().liveAssets, 0U);
+}
+
+} // namespace Tesk::Assets
