@@ -238,6 +238,9 @@ void DynamicFilterAsset::registerImplementation(AssetReference implementation)
         ImplementationInfoPtr info(new ImplementationInfo);
         VantBase::forbidStealingOwnership(info.get());
         info->implementationRef.set(implementation);
+        // Made on this thread, which may be a worker's; records live and die with their filter's.
+        if (info->thread() != thread())
+            info->moveToThread(thread());
         target.insert(key, std::move(info));
         if (!dependencies.contains(implementation))
             dependencies.append(implementation);

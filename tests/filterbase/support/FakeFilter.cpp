@@ -1,6 +1,10 @@
 #include "FakeFilter.h"
 
+#include <assets/AssetDatabaseService.h>
+#include <data/ClassRegistry.h>
+
 #include <QByteArray>
+#include <QMetaType>
 #include <QSize>
 
 namespace FilterBaseTesting {
@@ -10,6 +14,22 @@ using namespace Tesk;
 const QString FakeFilter::sTypeName = QStringLiteral("FilterBaseTesting::FakeFilter");
 const QString PlainAsset::sTypeName = QStringLiteral("FilterBaseTesting::PlainAsset");
 
+static const QString sVariationField = QStringLiteral("variation");
+
+template<class T>
+static void registerFake()
+{
+    Data::ClassRegistry::setCurrentVersion(T::sTypeName, 100);
+    Data::ClassRegistry::registerFactory(QMetaType::fromType<T>().id(), [] { return T::make(); });
+    Assets::AssetDatabaseService::registerAssetType(T::sTypeName);
+}
+
+void registerFakeAssets()
+{
+    registerFake<FakeFilter>();
+    registerFake<PlainAsset>();
+}
+
 static future<Thumbnail> askForThumbnail(const FakeAnswers &answers, const std::stop_token &token)
 {
     answers.calls.emplace_back("getEmbeddedThumbnail");
@@ -18,7 +38,10 @@ static future<Thumbnail> askForThumbnail(const FakeAnswers &answers, const std::
 
 FakeFilter::FakeFilter(const SharedObjectBadge &badge, Data::SerializableData *parent)
     : RenderableBase::RenderableAsset(badge, parent)
-{}
+    , variation(*this, sVariationField, Data::SerializableFieldBase::NotifyChanges)
+{
+    registerField(variation);
+}
 
 std::shared_ptr<FakeFilter> FakeFilter::make()
 {

@@ -3,6 +3,7 @@
 #include <filterbase/StaticFilter.h>
 
 #include <assets/Asset.h>
+#include <data/Field.h>
 #include <renderablebase/RenderableAsset.h>
 #include <surfaces/Surface.h>
 
@@ -59,13 +60,13 @@ public:
     getIODesc(const Tweaks &tweaks) const override;
     Tesk::RenderableBase::ResolutionPolicy
     actualResolutionPolicy(Tesk::RenderableBase::ResolutionPolicy requested) const override;
-    QString variationType() const override { return variation; }
+    QString variationType() const override { return variation.get(); }
 
     FakeAnswers answers;
     std::shared_ptr<const Tesk::RenderableBase::RenderableIODesc> description;
     std::function<Tesk::RenderableBase::ResolutionPolicy(Tesk::RenderableBase::ResolutionPolicy)>
             policy;
-    QString variation;
+    Tesk::Data::Field<QString> variation;
     mutable Tweaks lastTweaks;
 };
 
@@ -91,6 +92,9 @@ public:
 
     FakeAnswers answers;
 };
+
+/// Makes both classes known to the class registry and the database.
+void registerFakeAssets();
 
 /// A surface of one pixel of that shade.
 Thumbnail surfaceOf(char shade);

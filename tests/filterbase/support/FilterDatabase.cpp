@@ -3,11 +3,8 @@
 #include <filterbase/SerializationRegistration.h>
 
 #include <assets/MemoryStore.h>
-#include <data/ClassRegistry.h>
 #include <support/DeferredDeletes.h>
 #include <vantbase/ServiceLocator.h>
-
-#include <QMetaType>
 
 namespace FilterBaseTesting {
 
@@ -17,20 +14,11 @@ using FilterBase::DynamicFilterAsset;
 using FilterBase::FilterDescAsset;
 using VantBase::ServiceLocator;
 
-template<class T>
-static void registerFake()
-{
-    Data::ClassRegistry::setCurrentVersion(T::sTypeName, 100);
-    Data::ClassRegistry::registerFactory(QMetaType::fromType<T>().id(), [] { return T::make(); });
-    AssetDatabaseService::registerAssetType(T::sTypeName);
-}
-
 FilterDatabaseTest::FilterDatabaseTest()
     : database(AssetDatabaseService::open(std::make_unique<Assets::MemoryStore>()))
 {
     FilterBase::Serialization::prepareSerialization();
-    registerFake<FakeFilter>();
-    registerFake<PlainAsset>();
+    registerFakeAssets();
     ServiceLocator::instance().registerService(AssetDatabaseService::typeId(), database);
 }
 
