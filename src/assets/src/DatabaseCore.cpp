@@ -486,9 +486,7 @@ std::optional<StoredAsset> DatabaseCore::takeBodyLocked(const AssetRecord &recor
         const QByteArray id = idOf(record);
         return std::move(m_store->load(std::span(&id, 1)).front());
     }
-    std::optional<StoredAsset> taken = std::move(prefetched->second);
-    m_prefetched.erase(prefetched);
-    return taken;
+    return std::move(m_prefetched.extract(prefetched).mapped());
 }
 
 static Exception::Data::SerializationException unreadable(const Asset &asset, const QString &why)
