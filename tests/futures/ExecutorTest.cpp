@@ -30,8 +30,17 @@ TEST(FutureTaskTest, doesNothingWhenMadeOfNothing)
 
 TEST(FutureTaskTest, takesAFunctionThatCanOnlyBeMoved)
 {
+    struct MoveOnly
+    {
+        explicit MoveOnly(int number)
+            : value(number)
+        {}
+        MoveOnly(MoveOnly &&) = default;
+
+        int value;
+    };
     int seen = 0;
-    future_task first([&seen, value = std::make_unique<int>(7)] { seen = *value; });
+    future_task first([&seen, captured = MoveOnly(7)] { seen = captured.value; });
     future_task second = std::move(first);
 
     second();
