@@ -87,7 +87,6 @@ void configureReading(SqliteConnection &connection)
 {
     setPragma(connection, "trusted_schema", "OFF", QStringLiteral("0"));
     setPragma(connection, "cache_size", "-8192", QStringLiteral("-8192"));
-    setPragma(connection, "temp_store", "MEMORY", QStringLiteral("2"));
 }
 
 void configure(SqliteConnection &connection)
