@@ -106,18 +106,18 @@ void CatalogueWriter::markReplaced()
 {
     for (const FilterChange &filter : m_plan.filters) {
         for (const std::size_t index : filter.replaced)
-            Assets::MetaDataControl::setMetaDataValue(
-                    m_held.assets()[index]->ownReference(), replacedUserDataKey, true,
-                    Accessibility::Public, MetaDataItem::Boolean);
+            Assets::MetaDataControl::setMetaDataValue(m_held.assets()[index]->ownReference(),
+                                                      replacedUserDataKey, true,
+                                                      Accessibility::Public, MetaDataItem::Boolean);
     }
 }
 
 void CatalogueWriter::noteMoves()
 {
     for (const ImportPlan::Move &move : m_plan.moves)
-        Assets::MetaDataControl::setMetaDataValue(
-                m_held.assets()[move.held]->ownReference(), positionUserDataKey, move.position,
-                Accessibility::Public, MetaDataItem::Integer);
+        Assets::MetaDataControl::setMetaDataValue(m_held.assets()[move.held]->ownReference(),
+                                                  positionUserDataKey, move.position,
+                                                  Accessibility::Public, MetaDataItem::Integer);
 }
 
 void CatalogueWriter::fileFilter(const FilterChange &filter)

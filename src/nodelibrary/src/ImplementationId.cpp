@@ -1,8 +1,12 @@
 #include <nodelibrary/ImplementationId.h>
 
 #include <QCryptographicHash>
+#include <QStringEncoder>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <utility>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -17,13 +21,21 @@ namespace {
 class DigestBytes
 {
 public:
-    void addNumber(qsizetype number) { m_bytes.append(QByteArray::number(number)).append(':'); }
+    void addNumber(qsizetype number)
+    {
+        std::array<char, 24> digits{};
+        const char *end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+        m_bytes.append(digits.data(), end - digits.data()).append(':');
+    }
 
     void addText(const QString &text)
     {
-        const QByteArray utf8 = text.toUtf8();
-        addNumber(utf8.size());
-        m_bytes.append(utf8);
+        addNumber(text.size());
+        const qsizetype before = m_bytes.size();
+        QStringEncoder encoder(QStringEncoder::Utf8);
+        m_bytes.resize(before + encoder.requiredSpace(text.size()));
+        const char *end = encoder.appendToBuffer(m_bytes.data() + before, text);
+        m_bytes.resize(end - m_bytes.constData());
     }
 
     void addAttributes(const Attributes &attributes)
@@ -48,6 +60,7 @@ public:
         }
     }
 
+    void clear() { m_bytes.resize(0); }
     const QByteArray &bytes() const { return m_bytes; }
 
 private:
@@ -58,7 +71,9 @@ private:
 
 QString ImplementationId::digestOf(const NodeDef &nodeDef, const QString &text)
 {
-    DigestBytes bytes;
+    // Used again and again: the bytes of a definition are many, and soon forgotten.
+    thread_local DigestBytes bytes;
+    bytes.clear();
     for (const QString &part : {nodeDef.name, nodeDef.node, nodeDef.nameSpace, nodeDef.nodeGroup,
                                 nodeDef.version, nodeDef.inherit, nodeDef.target, nodeDef.type})
         bytes.addText(part);

@@ -6,10 +6,17 @@
 
 #include <QHash>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <iterator>
 #include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -21,24 +28,22 @@ static constexpr std::uintmax_t sLargestFile = 256U * 1024U * 1024U;
 
 namespace {
 
+struct FileContent
+{
+    std::vector<NodeDef> nodeDefs;
+    Problems problems;
+};
+
 // Gathers files in canonical order and keeps the first nodedef of each name.
 class Gathering
 {
 public:
-    void add(const QByteArray &bytes, const QString &filePath, const QString &relativePath)
+    void add(FileContent &&content)
     {
-        NodeDefParser parser(bytes, filePath, relativePath);
-        parser.parse();
-        m_library.problems.insert(m_library.problems.end(), parser.problems().begin(),
-                                  parser.problems().end());
-        for (NodeDef &nodeDef : parser.nodeDefs())
+        std::move(content.problems.begin(), content.problems.end(),
+                  std::back_inserter(m_library.problems));
+        for (NodeDef &nodeDef : content.nodeDefs)
             add(std::move(nodeDef));
-    }
-
-    void refuse(const QString &filePath, const QString &text)
-    {
-        m_library.problems.push_back(
-                {.severity = Problem::Severity::FileRefused, .file = filePath, .text = text});
     }
 
     NodeLibrary &library() { return m_library; }
@@ -90,6 +95,78 @@ static QString readFile(const std::filesystem::path &path, QByteArray &bytes)
     return {};
 }
 
+static FileContent parse(const QByteArray &bytes, const QString &filePath,
+                         const QString &relativePath)
+{
+    NodeDefParser parser(bytes, filePath, relativePath);
+    parser.parse();
+    return {std::move(parser.nodeDefs()), std::move(parser.problems())};
+}
+
+static FileContent readContent(const LibraryFiles::File &file)
+{
+    QByteArray bytes;
+    const QString reason = readFile(file.path, bytes);
+    if (reason.isEmpty())
+        return parse(bytes, file.filePath, file.relativePath);
+    FileContent content;
+    content.problems.push_back(
+            {.severity = Problem::Severity::FileRefused, .file = file.filePath, .text = reason});
+    return content;
+}
+
+namespace {
+
+// Reads files on a few threads; they are handed out in their order all the same.
+class ParallelReading
+{
+public:
+    explicit ParallelReading(const std::vector<LibraryFiles::File> &files)
+        : m_files(files)
+        , m_promises(files.size())
+    {
+        for (auto &promise : m_promises)
+            m_results.push_back(promise.get_future());
+        const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
+        const std::size_t count = std::min({cores, files.size(), sMostThreads});
+        for (std::size_t i = 0; i < count; ++i)
+            m_threads.emplace_back([this] { work(); });
+    }
+
+    ~ParallelReading()
+    {
+        m_next = m_files.size();
+        for (std::thread &thread : m_threads)
+            thread.join();
+    }
+
+    Q_DISABLE_COPY_MOVE(ParallelReading)
+
+    FileContent take(std::size_t index) { return m_results[index].get(); }
+
+private:
+    static constexpr std::size_t sMostThreads = 8;
+
+    void work()
+    {
+        for (std::size_t i = m_next++; i < m_files.size(); i = m_next++) {
+            try {
+                m_promises[i].set_value(readContent(m_files[i]));
+            } catch (...) {
+                m_promises[i].set_exception(std::current_exception());
+            }
+        }
+    }
+
+    const std::vector<LibraryFiles::File> &m_files;
+    std::vector<std::promise<FileContent>> m_promises;
+    std::vector<std::future<FileContent>> m_results;
+    std::atomic<std::size_t> m_next = 0;
+    std::vector<std::thread> m_threads; // last: they use the members above
+};
+
+} // namespace
+
 NodeLibrary NodeLibraryReader::readPath(const QString &path, const Progress &progress)
 {
     LibraryFiles found = LibraryFiles::below(path);
@@ -97,18 +174,13 @@ NodeLibrary NodeLibraryReader::readPath(const QString &path, const Progress &pro
     NodeLibrary &library = gathering.library();
     library.problems = std::move(found.problems);
     const int total = static_cast<int>(found.files.size());
-    for (const LibraryFiles::File &file : found.files) {
+    ParallelReading reading(found.files);
+    for (; library.fileCount < total; ++library.fileCount) {
         if (progress && !progress(library.fileCount, total)) {
             library.isCancelled = true;
             return std::move(library);
         }
-        ++library.fileCount;
-        QByteArray bytes;
-        const QString reason = readFile(file.path, bytes);
-        if (reason.isEmpty())
-            gathering.add(bytes, file.filePath, file.relativePath);
-        else
-            gathering.refuse(file.filePath, reason);
+        gathering.add(reading.take(static_cast<std::size_t>(library.fileCount)));
     }
     if (progress && !progress(total, total))
         library.isCancelled = true;
@@ -119,7 +191,7 @@ NodeLibrary NodeLibraryReader::readBytes(const QByteArray &bytes, const QString 
 {
     Gathering gathering;
     gathering.library().fileCount = 1;
-    gathering.add(bytes, fileName, fileName);
+    gathering.add(parse(bytes, fileName, fileName));
     return std::move(gathering.library());
 }
 
