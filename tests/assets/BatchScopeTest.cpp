@@ -330,6 +330,22 @@ TEST_F(BatchScopeTest, putsCollectionsBack)
     EXPECT_THAT(list->items(), testing::ElementsAre(a));
 }
 
+TEST_F(BatchScopeTest, givesAListTheOrderInWhichItWasStored)
+{
+    const auto list = collection("c");
+    const AssetReference early = service->referenceFromId("early");
+    const AssetReference late = service->referenceFromId("late");
+    BatchScope scope(*service);
+    CollectionControl::appendAssetFromRef(list, late);
+    std::thread([&] { CollectionControl::appendAssetFromRef(list, early); }).join();
+
+    scope.commit();
+
+    EXPECT_THAT(list->items(), testing::ElementsAre(early, late));
+    reopen();
+    EXPECT_THAT(collection("c")->items(), testing::ElementsAre(early, late));
+}
+
 TEST_F(BatchScopeTest, putsInternalCollectionsBackInTheirOrder)
 {
     const auto list = std::dynamic_pointer_cast<CollectionAsset>(

@@ -39,4 +39,11 @@ bool Batch::isEmpty() const
                        [](const auto &change) { return change->isEmpty(); });
 }
 
+bool Batch::needsBodies() const
+{
+    return std::any_of(m_changes.begin(), m_changes.end(), [](const auto &change) {
+        return change->created || change->contentChanged;
+    });
+}
+
 } // namespace Tesk::Assets

@@ -42,6 +42,7 @@ struct PendingChange
     std::map<QString, std::optional<MetaDataItem>> metaData; // nothing: removed
     std::optional<QByteArray> thumbnail;                     // empty: removed
     std::vector<ItemChange> items;
+    quint64 itemsVersion = 0; // of the list before the first of them
 };
 
 /// The writes of one thread that are to be stored together, and how to take them back.
@@ -56,6 +57,7 @@ public:
     const PendingChange *find(const AssetRecord &record) const;
     void drop(const AssetRecord &record);
     bool isEmpty() const;
+    bool needsBodies() const;
 
     /// Pending changes in the order of their first write.
     const std::vector<std::unique_ptr<PendingChange>> &changes() const { return m_changes; }

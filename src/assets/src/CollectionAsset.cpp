@@ -99,12 +99,19 @@ std::vector<AssetReference> CollectionAsset::loadedItems() const
     return m_items;
 }
 
+quint64 CollectionAsset::itemsVersion() const
+{
+    const std::lock_guard lock(m_itemsMutex);
+    return m_itemsVersion;
+}
+
 bool CollectionAsset::appendItem(const AssetReference &reference)
 {
     const std::lock_guard lock(m_itemsMutex);
     if (!m_itemSet.insert(reference).second)
         return false;
     m_items.push_back(reference);
+    ++m_itemsVersion;
     return true;
 }
 
@@ -117,6 +124,7 @@ qsizetype CollectionAsset::removeItem(const AssetReference &reference)
     const auto found = std::find(m_items.begin(), m_items.end(), reference);
     const qsizetype index = found - m_items.begin();
     m_items.erase(found);
+    ++m_itemsVersion;
     return index;
 }
 
@@ -131,6 +139,7 @@ void CollectionAsset::forgetItems()
 {
     const std::lock_guard lock(m_itemsMutex);
     m_itemsLoaded = false;
+    ++m_itemsVersion;
     m_items.clear();
     m_itemSet.clear();
 }

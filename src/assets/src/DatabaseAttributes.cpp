@@ -71,6 +71,7 @@ void DatabaseCore::recordName(const AssetRecord &record, const QString &name)
         if (slot == nullptr)
             return;
         renameLocked(write.batch(), *slot, name);
+        write.storeLocked();
     }
     write.finish();
 }
@@ -83,14 +84,15 @@ void DatabaseCore::renameAsset(const std::shared_ptr<Asset> &asset, const QStrin
     if (own == name && own.isNull() == name.isNull() && isRecorded)
         return;
     Write write(*this);
-    AssetNames::set(*asset, name);
     {
         const std::lock_guard lock(m_mutex);
         checkOpenLocked();
+        AssetNames::set(*asset, name);
         write.batch().onRollback([asset, own] { AssetNames::set(*asset, own); });
         AssetSlot *slot = liveSlotLocked(*asset);
         if (slot != nullptr && !isRecorded)
             renameLocked(write.batch(), *slot, name);
+        write.storeLocked();
     }
     write.finish();
 }
@@ -263,6 +265,7 @@ void DatabaseCore::setHidden(const AssetRecord &record, bool hidden)
             });
         } else {
             changeLocked(write.batch(), *slot).hidden = hidden;
+            write.storeLocked();
         }
     }
     write.finish();
@@ -304,6 +307,7 @@ bool DatabaseCore::setThumbnail(const AssetRecord &record, const QByteArray &byt
             });
         } else {
             changeLocked(write.batch(), *slot).thumbnail = bytes;
+            write.storeLocked();
         }
     }
     write.finish();

@@ -35,13 +35,27 @@ DatabaseCore::Write::Write(DatabaseCore &core)
 
 DatabaseCore::Write::~Write()
 {
-    if (m_own)
+    if (m_own && !m_isStored)
         m_core.rollBack(*m_own);
+}
+
+void DatabaseCore::Write::storeLocked()
+{
+    if (!m_own || m_own->isEmpty() || m_own->needsBodies())
+        return;
+    std::vector<Encoded> none;
+    m_core.storeLocked(*m_own, none, SyncLevel::Process);
+    m_isStored = true;
+    m_core.settleLocked(*m_own);
+    m_changes = changesOf(*m_own);
 }
 
 void DatabaseCore::Write::finish()
 {
-    if (const std::unique_ptr<Batch> own = std::move(m_own))
+    const std::unique_ptr<Batch> own = std::move(m_own);
+    if (m_isStored)
+        m_core.notify(m_changes);
+    else if (own)
         m_core.commit(*own, SyncLevel::Process);
 }
 
@@ -302,7 +316,17 @@ void DatabaseCore::settleLocked(const Batch &batch)
             change->slot->unstored.reset();
         if (change->contentChanged || change->name)
             m_prefetched.erase(change->record);
+        if (!change->items.empty())
+            settleItemsLocked(*change);
     }
+}
+
+// Another thread changed the list while the scope was open: what is stored has the order.
+void DatabaseCore::settleItemsLocked(const PendingChange &change)
+{
+    const auto collection = std::dynamic_pointer_cast<CollectionAsset>(change.slot->owner);
+    if (collection && collection->itemsVersion() != change.itemsVersion + change.items.size())
+        collection->forgetItems();
 }
 
 std::vector<AssetChange> DatabaseCore::changesOf(const Batch &batch)

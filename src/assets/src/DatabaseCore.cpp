@@ -431,6 +431,7 @@ bool DatabaseCore::remove(const AssetRecord &record)
         if (slot == nullptr)
             return false;
         removeLocked(write.batch(), *slot, removed);
+        write.storeLocked();
     }
     write.finish();
     return true;
@@ -674,8 +675,10 @@ void DatabaseCore::changeItems(const std::shared_ptr<CollectionAsset> &collectio
         if (slot == nullptr)
             return;
         done = collection->isLoaded(); // a refresh may have come between
-        if (done)
+        if (done) {
             change(write.batch(), *slot);
+            write.storeLocked();
+        }
     }
     write.finish();
 }
@@ -685,8 +688,10 @@ void DatabaseCore::noteItemLocked(Batch &batch, AssetSlot &slot,
                                   PendingChange::ItemChange itemChange)
 {
     PendingChange &change = changeLocked(batch, slot);
-    if (change.items.empty())
+    if (change.items.empty()) {
+        change.itemsVersion = collection->itemsVersion() - 1;
         batch.onRollback([collection] { collection->forgetItems(); });
+    }
     change.items.push_back(std::move(itemChange));
 }
 

@@ -162,6 +162,7 @@ private:
     void storeAttributesLocked(const Batch &batch);
     void storeItemsLocked(const PendingChange &change);
     void settleLocked(const Batch &batch);
+    static void settleItemsLocked(const PendingChange &change);
     static std::vector<AssetChange> changesOf(const Batch &batch);
     void notify(const std::vector<AssetChange> &changes);
 

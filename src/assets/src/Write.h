@@ -16,12 +16,19 @@ public:
 
     /// To be used under the mutex of the database only.
     Batch &batch() { return *m_batch; }
+    /// Stores the write now, unless a scope will or a body has to be encoded first.
+    ///
+    /// Whoever changed live objects under the mutex does this before giving it up: what is
+    /// live and what is stored then change in the same order, whichever threads write.
+    void storeLocked();
     void finish();
 
 private:
     DatabaseCore &m_core;
     std::unique_ptr<Batch> m_own; // null inside a scope
     Batch *m_batch;
+    bool m_isStored = false;
+    std::vector<AssetChange> m_changes; // of what is stored
 };
 
 } // namespace Tesk::Assets

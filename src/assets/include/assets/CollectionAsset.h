@@ -46,6 +46,7 @@ private:
     void setItems(std::vector<AssetReference> items) const;
     bool isLoaded() const;
     std::vector<AssetReference> loadedItems() const;
+    quint64 itemsVersion() const;
     bool appendItem(const AssetReference &reference);
     qsizetype removeItem(const AssetReference &reference);
     void insertItem(qsizetype index, const AssetReference &reference);
@@ -54,6 +55,7 @@ private:
     mutable std::mutex m_itemsMutex; // nothing else is locked under it
     // guarded by m_itemsMutex
     mutable bool m_itemsLoaded = false;
+    quint64 m_itemsVersion = 0; // counts the changes
     mutable std::vector<AssetReference> m_items;
     mutable std::unordered_set<AssetReference> m_itemSet;
 };
