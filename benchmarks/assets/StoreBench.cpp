@@ -17,8 +17,6 @@ namespace Tesk::Assets {
 
 namespace {
 
-constexpr int sMetaItems = 3;
-
 /// What an import of filters looks like: ids of 30 characters, names of 16, bodies of 300 bytes.
 struct Import
 {
