@@ -37,7 +37,8 @@ int main(int argc, char *argv[])
 
     const QString name = QString::fromLocal8Bit(argv[2]);
     const auto reference = filters->getDynamicFilter(name);
-    const auto filter = std::dynamic_pointer_cast<FilterBase::DynamicFilterAsset>(reference.asset());
+    const auto filter =
+            std::dynamic_pointer_cast<FilterBase::DynamicFilterAsset>(reference.asset());
     if (filter)
         out << name << ": " << filter->types.size() << " types, " << filter->usages.size()
             << " usages\n";

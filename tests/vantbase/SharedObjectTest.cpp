@@ -39,7 +39,8 @@ protected:
 };
 
 class QObjectDeleteLaterTest : public SharedObjectTest
-{};
+{
+};
 
 static std::shared_ptr<SpecialThing> makeThing()
 {
