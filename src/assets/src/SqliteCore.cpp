@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <chrono>
 #include <sqlite3.h>
 
 #include <utility>
@@ -64,6 +65,25 @@ void SqliteCore::open(SqliteStore::Mode mode)
                            QStringLiteral("Cannot create \"%1\": there is such a file; choose "
                                           "another name, or open it")
                                    .arg(path));
+    // While another process turns a new file into a database, SQLite answers "locked" without
+    // waiting as it does otherwise.
+    const auto deadline = std::chrono::steady_clock::now() + m_options.busyTimeout;
+    while (true) {
+        try {
+            openFile(mode);
+            return;
+        } catch (const StoreError &error) {
+            if (error.code() != Code::Busy || std::chrono::steady_clock::now() >= deadline)
+                throw;
+        }
+        connection.reset();
+        sqlite3_sleep(1);
+    }
+}
+
+void SqliteCore::openFile(SqliteStore::Mode mode)
+{
+    using Mode = SqliteStore::Mode;
     const bool mayCreate = mode == Mode::Create || mode == Mode::OpenOrCreate;
     const int flags = mode == Mode::ReadOnly ? SQLITE_OPEN_READONLY
                       : mayCreate            ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE

@@ -71,6 +71,7 @@ private:
     class Reads;
 
     void open(SqliteStore::Mode mode);
+    void openFile(SqliteStore::Mode mode);
     void openAsItStands(const StoreError &reason);
     void prepareForWriting(SqliteStore::Mode mode);
     std::unique_ptr<SqliteConnection> connect(int flags, bool immutable) const;

@@ -24,7 +24,7 @@ namespace Tesk::Assets::SqliteSchema {
 
 static const QByteArray sProgramVersion = QByteArrayLiteral(TESK_PROGRAM_VERSION);
 
-State inspect(SqliteConnection &connection)
+static State readState(SqliteConnection &connection)
 {
     State state;
     const QString tables = connection.executeForText("SELECT COUNT(*) FROM sqlite_schema");
@@ -33,6 +33,20 @@ State inspect(SqliteConnection &connection)
             static_cast<quint32>(connection.executeForText("PRAGMA application_id").toLongLong());
     state.version = connection.executeForText("PRAGMA user_version").toInt();
     return state;
+}
+
+State inspect(SqliteConnection &connection)
+{
+    // Another process may be creating the database between two of the reads; what is read twice
+    // alike is the state of one moment.
+    State before = readState(connection);
+    while (true) {
+        const State state = readState(connection);
+        if (state.isEmpty == before.isEmpty && state.applicationId == before.applicationId
+            && state.version == before.version)
+            return state;
+        before = state;
+    }
 }
 
 static QString programOf(SqliteConnection &connection)
