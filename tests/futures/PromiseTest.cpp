@@ -151,6 +151,7 @@ TEST(PromiseTest, refusesToBeUsedAfterItWasMovedFrom)
 
 TEST(PromiseTest, isStillOpenAfterItsValueCouldNotBeMade)
 {
+    FailsToCopyOnce::sFails = true;
     promise<FailsToCopyOnce> owed;
     const FailsToCopyOnce value;
 

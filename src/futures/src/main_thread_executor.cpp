@@ -70,13 +70,13 @@ private:
 
 bool Gate::Receiver::event(QEvent *event)
 {
+    {
+        // What the poster wrote, the type included, happened before: not left to Qt's locks alone.
+        const std::lock_guard lock(m_gate.m_mutex);
+    }
     if (event->type() != TaskEvent::sType)
         return QObject::event(event);
 
-    {
-        // What the poster wrote happened before: not left to the locks inside Qt alone.
-        const std::lock_guard lock(m_gate.m_mutex);
-    }
     const FutureDetail::FreshRunScope scope;
     static_cast<TaskEvent *>(event)->takeTask()();
     return true;
