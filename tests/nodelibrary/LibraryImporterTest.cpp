@@ -398,6 +398,61 @@ TEST_F(LibraryImporterTest, reportsABrokenFileAndFilesTheRest)
     EXPECT_TRUE(m_catalogue.descriptor(sSharpen));
 }
 
+TEST_F(LibraryImporterTest, tellsWhatLeavesWithAFileThatHasBecomeBroken)
+{
+    m_folder.write(QStringLiteral("lib/good.mtlx"), overload("ND_s", "sharpen", "float"));
+    m_folder.write(QStringLiteral("lib/bad.mtlx"), sTwoHeads);
+    m_catalogue.import({m_folder.path(QStringLiteral("lib"))});
+    m_folder.writeRaw(QStringLiteral("lib/bad.mtlx"), "<materialx>");
+
+    const ImportSummary summary = m_catalogue.import({m_folder.path(QStringLiteral("lib"))});
+
+    EXPECT_EQ(summary.count(State::Removed), 1U);
+    ASSERT_EQ(summary.problems.size(), 2U);
+    EXPECT_EQ(summary.problems[1].severity, Problem::Severity::Remark);
+    EXPECT_EQ(summary.problems[1].file, m_folder.path(QStringLiteral("lib/bad.mtlx")));
+    EXPECT_EQ(summary.problems[1].text,
+              QStringLiteral("2 nodedefs that it brought before leave the catalogue; mend it and "
+                             "import the library again to have them back"));
+}
+
+TEST_F(LibraryImporterTest, tellsNothingOfABrokenFileWhoseNodeDefsStandElsewhereNow)
+{
+    m_folder.write(QStringLiteral("lib/a.mtlx"), sTwoHeads);
+    m_folder.write(QStringLiteral("lib/b.mtlx"), {});
+    m_catalogue.import({m_folder.path(QStringLiteral("lib"))});
+    m_folder.writeRaw(QStringLiteral("lib/a.mtlx"), "<materialx>");
+    m_folder.write(QStringLiteral("lib/b.mtlx"), sTwoHeads);
+
+    const ImportSummary summary = m_catalogue.import({m_folder.path(QStringLiteral("lib"))});
+
+    EXPECT_EQ(summary.problems.size(), 1U);
+    EXPECT_EQ(summary.count(State::Unchanged), 1U);
+}
+
+TEST_F(LibraryImporterTest, keepsALibraryOfWhichNothingCanBeRead)
+{
+    import(sTwoHeads);
+    m_folder.writeRaw(sMain, "<materialx>");
+
+    const ImportSummary summary = m_catalogue.import({m_folder.path(sMain)});
+
+    EXPECT_TRUE(summary.hasRefusals());
+    EXPECT_TRUE(m_catalogue.dynamicFilter(sBlur));
+}
+
+TEST_F(LibraryImporterTest, remarksThatAFolderHasNoLibraryFiles)
+{
+    m_folder.writeRaw(QStringLiteral("empty/notes.txt"), "nothing");
+
+    const ImportSummary summary = m_catalogue.import({m_folder.path(QStringLiteral("empty"))});
+
+    ASSERT_EQ(summary.problems.size(), 1U);
+    EXPECT_EQ(summary.problems[0].text,
+              QStringLiteral("no file below it has a name that ends in .mtlx"));
+    EXPECT_FALSE(summary.hasRefusals());
+}
+
 TEST_F(LibraryImporterTest, writesNothingInADryRun)
 {
     const ImportSummary summary = import(sTwoHeads, {.dryRun = true});

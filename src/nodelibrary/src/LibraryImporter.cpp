@@ -4,6 +4,7 @@
 #include <nodelibrary/NodeLibraryReader.h>
 
 #include "CatalogueWriter.h"
+#include "LostNodeDefs.h"
 
 #include <assets/AssetDatabaseService.h>
 #include <filterbase/FilterManager.h>
@@ -73,23 +74,49 @@ public:
     {
         std::vector<ReadLibrary> libraries;
         for (const QString &path : paths) {
+            const QString root = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
             NodeLibrary read = NodeLibraryReader::readPath(
-                    QDir::cleanPath(QFileInfo(path).absoluteFilePath()),
-                    [this](int done, int total) { return tell(done, total); });
+                    root, [this](int done, int total) { return tell(done, total); });
             m_summary.fileCount += read.fileCount;
-            std::move(read.problems.begin(), read.problems.end(),
-                      std::back_inserter(m_summary.problems));
             if (read.isCancelled)
                 m_summary.isCancelled = true;
-            // A path that cannot be read is a mistake, not a library that has become empty.
-            if (read.fileCount == 0 && !QFileInfo::exists(path))
-                continue;
-            libraries.push_back(toReadLibrary(path, std::move(read)));
+            const bool isReadable = noteProblems(path, root, read);
+            std::move(read.problems.begin(), read.problems.end(),
+                      std::back_inserter(m_summary.problems));
+            if (isReadable)
+                libraries.push_back(toReadLibrary(path, std::move(read)));
         }
         return libraries;
     }
 
+    const std::vector<LostNodeDefs::RefusedFile> &refusedFiles() const { return m_refusedFiles; }
+
 private:
+    // A library of which nothing can be read is a mistake, not one that has become empty: false.
+    bool noteProblems(const QString &path, const QString &root, NodeLibrary &read)
+    {
+        std::vector<LostNodeDefs::RefusedFile> refused;
+        for (const Problem &problem : read.problems) {
+            if (problem.severity == Problem::Severity::FileRefused)
+                refused.push_back({libraryNameFor(path), problem.file,
+                                   QDir(root).relativeFilePath(problem.file)});
+        }
+        if (!refused.empty() && refused.size() >= static_cast<std::size_t>(read.fileCount))
+            return false;
+        if (read.fileCount == 0)
+            read.problems.push_back({.severity = Problem::Severity::Remark,
+                                     .file = root,
+                                     .text = u"no file below it has a name that ends in .mtlx"_s});
+        m_refusedFiles.insert(m_refusedFiles.end(), refused.begin(), refused.end());
+        return true;
+    }
+
+    QString libraryNameFor(const QString &path) const
+    {
+        return m_options.library.isEmpty() ? LibraryImporter::libraryNameOf(path)
+                                           : m_options.library;
+    }
+
     bool tell(int done, int total) const
     {
         if (m_options.progress)
@@ -100,8 +127,7 @@ private:
     ReadLibrary toReadLibrary(const QString &path, NodeLibrary &&read) const
     {
         ReadLibrary library;
-        library.name = m_options.library.isEmpty() ? LibraryImporter::libraryNameOf(path)
-                                                   : m_options.library;
+        library.name = libraryNameFor(path);
         library.nodeDefs.reserve(read.nodeDefs.size());
         for (NodeDef &nodeDef : read.nodeDefs) {
             QString filterName = filterNameOf(nodeDef, m_options);
@@ -112,6 +138,7 @@ private:
 
     const ImportOptions &m_options;
     ImportSummary &m_summary;
+    std::vector<LostNodeDefs::RefusedFile> m_refusedFiles;
 };
 
 } // namespace
@@ -126,7 +153,8 @@ static void summarise(ImportSummary &summary, const ImportPlan &plan)
 ImportSummary LibraryImporter::import(const QStringList &paths, const ImportOptions &options)
 {
     ImportSummary summary;
-    const std::vector<ReadLibrary> read = PathReader(options, summary).read(paths);
+    PathReader reader(options, summary);
+    const std::vector<ReadLibrary> read = reader.read(paths);
     if (summary.isCancelled || read.empty())
         return summary;
     for (const ReadLibrary &library : read)
@@ -145,6 +173,8 @@ ImportSummary LibraryImporter::import(const QStringList &paths, const ImportOpti
                                               return held.latestGeneration(nodeDef);
                                           }});
     summarise(summary, plan);
+    const Problems lost = LostNodeDefs::find(reader.refusedFiles(), held, read);
+    summary.problems.insert(summary.problems.end(), lost.begin(), lost.end());
     if (options.dryRun)
         return summary;
 
