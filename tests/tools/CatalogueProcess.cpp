@@ -43,6 +43,16 @@ Outcome CatalogueProcess::runPlain(const QStringList &arguments, const QStringLi
     return finish(process);
 }
 
+Outcome CatalogueProcess::runInto(const QString &file, const QStringList &arguments) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environmentWith({}));
+    process.setStandardOutputFile(file);
+    process.start(QStringLiteral(COMMAND_FILE),
+                  QStringList{QStringLiteral("--catalogue"), catalogue()} + arguments);
+    return finish(process);
+}
+
 // For root nothing is read-only.
 Outcome CatalogueProcess::runUnprivileged(const QStringList &arguments) const
 {

@@ -36,6 +36,9 @@ protected:
     /// Runs the command with exactly these arguments and variables "NAME=VALUE" beside its own.
     Outcome runPlain(const QStringList &arguments, const QStringList &variables = {}) const;
 
+    /// Runs the command on the test's catalogue with its output going to \a file.
+    Outcome runInto(const QString &file, const QStringList &arguments) const;
+
     /// The same on the test's catalogue, by a user who may write only what the permissions say.
     Outcome runUnprivileged(const QStringList &arguments) const;
 

@@ -146,25 +146,19 @@ TEST_F(OpeningTest, usesTheUsersFolderByDefault)
     EXPECT_TRUE(QFileInfo::exists(home + QStringLiteral("/filterbase/catalogue.db")));
 }
 
-TEST_F(OpeningTest, givesHelpWithAnExampleForEveryCommand)
+TEST_F(OpeningTest, refusesAFolder)
 {
-    for (QStringList command : commands() + QList<QStringList>{{QStringLiteral("import")}}) {
-        const Outcome outcome = run({command.front(), QStringLiteral("--help")});
-        EXPECT_EQ(outcome.exitCode, 0);
-        EXPECT_THAT(outcome.output.toStdString(),
-                    HasSubstr("Example:\n  filterbase " + command.front().toStdString()));
+    const QString folder = QFileInfo(catalogue()).path();
+    for (const QStringList &command : commands()) {
+        const Outcome outcome =
+                runPlain(QStringList{QStringLiteral("--catalogue"), folder} + command);
+        EXPECT_EQ(outcome.exitCode, 3) << command.front().toStdString();
+        EXPECT_THAT(outcome.errors.toStdString(), HasSubstr("is a folder; name a file in it"));
     }
-    EXPECT_EQ(run({QStringLiteral("--help")}).exitCode, 0);
-    EXPECT_EQ(run({QStringLiteral("--version")}).exitCode, 0);
-}
-
-TEST_F(OpeningTest, refusesWrongUse)
-{
-    EXPECT_EQ(runPlain({}).exitCode, 2);
-    EXPECT_EQ(run({QStringLiteral("paint")}).exitCode, 2);
-    EXPECT_EQ(run({QStringLiteral("show")}).exitCode, 2);
-    EXPECT_EQ(run({QStringLiteral("list"), QStringLiteral("--colour")}).exitCode, 2);
-    EXPECT_THAT(run({QStringLiteral("show")}).errors.toStdString(), HasSubstr("NAME"));
+    EXPECT_EQ(runPlain({QStringLiteral("--catalogue"), folder, QStringLiteral("import"),
+                        QStringLiteral(SAMPLES_FOLDER)})
+                      .exitCode,
+              3);
 }
 
 } // namespace Tesk::Command

@@ -106,6 +106,13 @@ TEST_F(QuestionCommandsTest, suggestsNamesForAnUnknownOne)
     }
 }
 
+TEST_F(QuestionCommandsTest, tellsWhereAllNamesAreWhenNoneIsNear)
+{
+    EXPECT_EQ(ask("show nonsense_name").errors,
+              QStringLiteral("filterbase: there is no filter \"nonsense_name\". "
+                             "\"filterbase list\" names those there are.\n"));
+}
+
 TEST_F(QuestionCommandsTest, picksByType)
 {
     const Outcome outcome = ask("pick weave --type color");
@@ -146,8 +153,27 @@ TEST_F(QuestionCommandsTest, tellsWhatThereIsWhenATypeIsUnknown)
 
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_EQ(outcome.errors,
-              QStringLiteral("filterbase: \"weave\" has no implementation for usage \"\" and type "
+              QStringLiteral("filterbase: \"weave\" has no implementation for the type "
                              "\"colour\"; it has types: color, float, float3, grayscale; "
+                             "usages: none. Did you mean \"color\"?\n"));
+}
+
+TEST_F(QuestionCommandsTest, suggestsAUsageForAnUnknownOne)
+{
+    EXPECT_EQ(ask("pick cells --usage bolean --type image").errors,
+              QStringLiteral("filterbase: \"cells\" has no implementation for the usage "
+                             "\"bolean\" or the type \"image\"; it has types: float, grayscale, "
+                             "integer; usages: boolean. Did you mean \"boolean\"?\n"));
+}
+
+TEST_F(QuestionCommandsTest, asksForATypeOrUsageWhereThereAreSeveral)
+{
+    const Outcome outcome = ask("pick weave");
+
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.errors,
+              QStringLiteral("filterbase: \"weave\" has several implementations; pick one with "
+                             "--type or --usage: it has types: color, float, float3, grayscale; "
                              "usages: none\n"));
 }
 
@@ -167,7 +193,7 @@ TEST_F(QuestionCommandsTest, refusesASettingWithoutAValue)
 
 TEST_F(QuestionCommandsTest, picksTheOneImplementationOfAStaticFilter)
 {
-    EXPECT_THAT(text("pick Fill"), HasSubstr("ND_fill_color4 (found by only one)\n"));
+    EXPECT_THAT(text("pick Fill"), HasSubstr("ND_fill_color4 (the only one)\n"));
     EXPECT_THAT(text("pick Fill --type color"), HasSubstr("ND_fill_color4 (found by type)\n"));
     EXPECT_EQ(ask("pick Fill --type float").exitCode, 1);
 }
@@ -191,6 +217,16 @@ TEST_F(QuestionCommandsTest, tellsWhyNothingIsPicked)
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.output.toStdString(), HasSubstr("=> the empty fallback"));
     EXPECT_THAT(outcome.output.toStdString(), HasSubstr("made for the target \"preview\""));
+}
+
+TEST_F(QuestionCommandsTest, tellsOnWhatTheChoiceDependsWhenNothingWasAsked)
+{
+    const Outcome outcome = ask("why weave");
+
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.output.toStdString(),
+                HasSubstr("=> it depends on the usage and the type; there are types: color, "
+                          "float, float3, grayscale; usages: none\n"));
 }
 
 TEST_F(QuestionCommandsTest, tellsWhyANameIsHidden)

@@ -14,14 +14,24 @@ TEST(TableTest, linesColumnsUp)
     EXPECT_EQ(table.toText(80), QStringLiteral("A          LONG\nwide cell  x\n"));
 }
 
-TEST(TableTest, cutsTheWidestColumnToTheTerminal)
+TEST(TableTest, wrapsTheWidestColumnToTheTerminal)
 {
     Table table({QStringLiteral("A"), QStringLiteral("B")});
     table.addRow({QStringLiteral("0123456789"), QStringLiteral("short")});
+    table.addRow({QStringLiteral("next"), QStringLiteral("row")});
 
-    const QStringList lines = table.toText(15).split(u'\n');
+    EXPECT_EQ(table.toText(15), QStringLiteral("A         B\n"
+                                               "01234567  short\n"
+                                               "89\n"
+                                               "next      row\n"));
+}
 
-    EXPECT_EQ(lines[1], QStringLiteral("0123456") + QChar(0x2026) + QStringLiteral("  short"));
+TEST(TableTest, narrowsNoColumnBeyondReading)
+{
+    Table table({QStringLiteral("A"), QStringLiteral("B")});
+    table.addRow({QStringLiteral("0123456789"), QStringLiteral("0123456789")});
+
+    EXPECT_EQ(table.toText(3).section(u'\n', 1, 1), QStringLiteral("012345  012345"));
 }
 
 TEST(TableTest, letsNoControlCharacterThrough)

@@ -231,8 +231,12 @@ const FilterView &CatalogueView::get(const QString &name) const
 {
     if (const FilterView *filter = find(name))
         return *filter;
-    throw CommandError(Negative, QStringLiteral("there is no filter \"%1\".%2")
-                                         .arg(name, NearNames::hint(name, names())));
+    const QString hint = NearNames::hint(name, names());
+    throw CommandError(Negative,
+                       QStringLiteral("there is no filter \"%1\".%2")
+                               .arg(name, hint.isEmpty() ? QStringLiteral(" \"filterbase list\" "
+                                                                          "names those there are.")
+                                                         : hint));
 }
 
 } // namespace Tesk::Command

@@ -1,5 +1,7 @@
 #include "Choice.h"
 
+#include "NearNames.h"
+
 #include <filterbase/ImplementationInfo.h>
 
 #include <QStringList>
@@ -48,6 +50,37 @@ Choice Choice::of(const FilterView &filter, const QString &usage, const QString 
     return choice;
 }
 
+namespace {
+
+// What may be asked of a filter.
+struct Keys
+{
+    QStringList types;
+    QStringList usages;
+};
+
+} // namespace
+
+static Keys keysOf(const FilterView &filter)
+{
+    Keys keys;
+    for (const KeyView &each : filter.types())
+        keys.types.append(each.key);
+    for (const KeyView &each : filter.usages())
+        keys.usages.append(each.key);
+    const ImplementationView *head = filter.onlyHead();
+    if (filter.isDynamic() || head == nullptr || !head->asset)
+        return keys;
+    const QStringList parts = head->asset->variationText.get().split(u',');
+    for (const QString &part : parts) {
+        if (part.startsWith("default_"_L1))
+            keys.types.append(part.sliced(8));
+        else
+            keys.usages.append(part);
+    }
+    return keys;
+}
+
 static QString listOf(const QStringList &keys)
 {
     return keys.isEmpty() ? u"none"_s : keys.join(u", "_s);
@@ -55,23 +88,28 @@ static QString listOf(const QStringList &keys)
 
 QString Choice::keysText(const FilterView &filter)
 {
-    QStringList types;
-    QStringList usages;
-    for (const KeyView &each : filter.types())
-        types.append(each.key);
-    for (const KeyView &each : filter.usages())
-        usages.append(each.key);
-    if (const ImplementationView *head = filter.onlyHead();
-        head != nullptr && head->asset && !filter.isDynamic()) {
-        const QStringList parts = head->asset->variationText.get().split(u',');
-        for (const QString &part : parts) {
-            if (part.startsWith("default_"_L1))
-                types.append(part.sliced(8));
-            else
-                usages.append(part);
-        }
+    const Keys keys = keysOf(filter);
+    return u"types: %1; usages: %2"_s.arg(listOf(keys.types), listOf(keys.usages));
+}
+
+QString Choice::refusalText(const FilterView &filter, const QString &usage, const QString &type)
+{
+    if (usage.isEmpty() && type.isEmpty())
+        return u"\"%1\" has several implementations; pick one with --type or --usage: it has %2"_s
+                .arg(filter.name, keysText(filter));
+    const Keys keys = keysOf(filter);
+    QStringList wanted;
+    QString hint;
+    if (!usage.isEmpty()) {
+        wanted.append(u"the usage \"%1\""_s.arg(usage));
+        hint = NearNames::hint(usage, keys.usages);
     }
-    return u"types: %1; usages: %2"_s.arg(listOf(types), listOf(usages));
+    if (!type.isEmpty()) {
+        wanted.append(u"the type \"%1\""_s.arg(type));
+        hint += NearNames::hint(type, keys.types);
+    }
+    return u"\"%1\" has no implementation for %2; it has %3.%4"_s.arg(
+            filter.name, wanted.join(u" or "_s), keysText(filter), hint);
 }
 
 } // namespace Tesk::Command

@@ -20,6 +20,9 @@ struct Choice
 
     /// "types: color, float; usages: none"
     static QString keysText(const FilterView &filter);
+
+    /// Why there is no choice: what was asked for, what is near to it, what there is.
+    static QString refusalText(const FilterView &filter, const QString &usage, const QString &type);
 };
 
 } // namespace Tesk::Command

@@ -1,7 +1,9 @@
 #include "CommandLine.h"
 
 #include "Commands.h"
+#include "NearNames.h"
 #include "Session.h"
+#include "Terminal.h"
 
 #include <CLI/CLI.hpp>
 
@@ -49,7 +51,11 @@ public:
         m_app.fallthrough();
         m_app.add_option("--catalogue", m_texts.catalogue,
                          "The catalogue file; default: $FILTERBASE_CATALOGUE, else the user's own")
-                ->type_name("FILE");
+                ->type_name("FILE")
+                ->check([](const std::string &file) {
+                    return file.empty() ? std::string("the name of the file is empty")
+                                        : std::string();
+                });
         m_app.add_flag("--json", m_arguments.json,
                        "Answer as JSON (its schema: docs/json.md of the project)");
         m_app.footer("Example:\n  filterbase import samples && filterbase list");
@@ -64,17 +70,65 @@ public:
         try {
             m_app.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
-            return m_app.exit(error) == 0 ? Done : WrongUse;
+            if (error.get_exit_code() == 0)
+                return m_app.exit(error);
+            Terminal::printError(complaintAbout(error));
+            return WrongUse;
         }
         fillArguments();
         return Session::guarded(m_run, m_arguments);
     }
 
 private:
+    // What is wrong, what may have been meant, and where to look.
+    QString complaintAbout(const CLI::ParseError &error) const
+    {
+        const std::vector<CLI::App *> chosen = m_app.get_subcommands();
+        const CLI::App &command = chosen.empty() ? m_app : *chosen.front();
+        QString name = QStringLiteral("filterbase");
+        if (!chosen.empty())
+            name += u' ' + QString::fromStdString(command.get_name());
+        const QStringList unknown = toList(m_app.remaining(true));
+        QString text = QString::fromStdString(error.what());
+        if (!unknown.isEmpty())
+            text = complaintAbout(unknown.front(), command, chosen.empty());
+        else if (chosen.empty() && error.get_name() == "RequiredError")
+            text = QStringLiteral("a command is missing, such as \"list\" or \"import\"");
+        return QStringLiteral("%1: %2\nSee \"%1 --help\".\n").arg(name, Terminal::harmless(text));
+    }
+
+    QString complaintAbout(const QString &unknown, const CLI::App &command, bool isCommand) const
+    {
+        if (unknown.startsWith(u'-')) {
+            const QStringList options = optionsOf(command) + optionsOf(m_app);
+            return QStringLiteral("there is no option \"%1\".%2")
+                    .arg(unknown, NearNames::hint(unknown.section(u'=', 0, 0), options));
+        }
+        if (!isCommand)
+            return QStringLiteral("\"%1\" is one argument too many").arg(unknown);
+        QStringList commands;
+        for (const CLI::App *each : m_app.get_subcommands({}))
+            commands.append(QString::fromStdString(each->get_name()));
+        return QStringLiteral("there is no command \"%1\".%2")
+                .arg(unknown, NearNames::hint(unknown, commands));
+    }
+
+    static QStringList optionsOf(const CLI::App &command)
+    {
+        QStringList options;
+        for (const CLI::Option *option : command.get_options()) {
+            for (const std::string &name : option->get_lnames())
+                options.append(QStringLiteral("--") + QString::fromStdString(name));
+        }
+        return options;
+    }
+
     CLI::App *add(const char *name, const char *description, const char *example, Run run)
     {
         CLI::App *command = m_app.add_subcommand(name, description);
-        command->footer(std::string("Example:\n  ") + example);
+        command->footer(std::string("Also: --catalogue FILE and --json, see filterbase --help\n"
+                                    "\nExample:\n  ")
+                        + example);
         command->callback([this, run] { m_run = run; });
         return command;
     }

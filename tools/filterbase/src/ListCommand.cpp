@@ -81,12 +81,15 @@ int runList(const Arguments &arguments)
             Terminal::print(Terminal::harmless(filter->name) + u'\n');
     } else if (!filters.empty()) {
         print(filters);
+    } else if (view.filters().empty()) {
+        Terminal::printError(u"filterbase: the catalogue holds no filter; bring some in with "
+                             "\"filterbase import PATH\"\n"_s);
     }
     if (!filters.empty() || arguments.name.isEmpty())
         return Done;
-    if (!arguments.json)
+    if (!arguments.json && !view.filters().empty())
         Terminal::printError(u"filterbase: no filter matches \"%1\".%2\n"_s.arg(
-                arguments.name, NearNames::hint(arguments.name, view.names())));
+                Terminal::harmless(arguments.name), NearNames::hint(arguments.name, view.names())));
     return Negative;
 }
 

@@ -125,8 +125,10 @@ static void printJson(const FilterView &filter, const Choice &choice,
 static void print(const FilterView &filter, const Choice &choice,
                   const std::vector<Setting> &settings)
 {
-    Terminal::print(u"%1 (found by %2)\n%3\n"_s.arg(
-            Terminal::harmless(nodeDefOf(filter, choice)), wayOf(choice),
+    const QString way = choice.found == Choice::Found::AsOnlyOne ? u"the only one"_s
+                                                                 : u"found by "_s + wayOf(choice);
+    Terminal::print(u"%1 (%2)\n%3\n"_s.arg(
+            Terminal::harmless(nodeDefOf(filter, choice)), way,
             Terminal::harmless(ImplementationJson::idOf(choice.implementation))));
     const QString source = sourceOf(choice.implementation);
     if (!source.isEmpty())
@@ -151,10 +153,7 @@ int runPick(const Arguments &arguments)
         settings.push_back(parse(text, filter));
     const Choice choice = Choice::of(filter, arguments.usage, arguments.type);
     if (choice.found == Choice::Found::Nowhere)
-        throw CommandError(Negative,
-                           u"\"%1\" has no implementation for usage \"%2\" and type "
-                           "\"%3\"; it has %4"_s.arg(filter.name, arguments.usage, arguments.type,
-                                                     Choice::keysText(filter)));
+        throw CommandError(Negative, Choice::refusalText(filter, arguments.usage, arguments.type));
     for (Setting &each : settings)
         translate(each, choice);
     if (arguments.json)

@@ -8,7 +8,6 @@ namespace Tesk::Command {
 
 static constexpr int sMillisecondsBetween = 50;
 static constexpr int sBarWidth = 24;
-static constexpr int sTerminalWidth = 79;
 
 ProgressBar::ProgressBar()
     : m_isWanted(Terminal::isErrorTerminal() && qgetenv("TERM") != "dumb")
@@ -35,7 +34,7 @@ void ProgressBar::show(const QString &task, int done, int total)
             done > 0 && elapsed > 500
                     ? static_cast<int>((elapsed * (total - done) / done + 999) / 1000)
                     : -1;
-    Terminal::printError(u'\r' + lineOf(task, done, total, secondsLeft, sTerminalWidth)
+    Terminal::printError(u'\r' + lineOf(task, done, total, secondsLeft, Terminal::errorWidth() - 1)
                          + QStringLiteral("\033[K"));
     m_isShown = true;
 }

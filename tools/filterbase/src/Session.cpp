@@ -19,6 +19,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <exception>
+
 namespace Tesk::Command {
 
 using Assets::AssetDatabaseService;
@@ -66,6 +68,12 @@ Session::~Session()
 std::unique_ptr<Assets::Store> Session::openStore(Access access)
 {
     const bool exists = QFileInfo::exists(m_path);
+    if (QFileInfo(m_path).isDir())
+        throw CommandError(
+                NoCatalogue,
+                QStringLiteral("the catalogue \"%1\" is a folder; name a file in it, "
+                               "such as \"%2\"")
+                        .arg(m_path, QDir(m_path).filePath(QStringLiteral("catalogue.db"))));
     if (access == Access::Try && !exists)
         return std::make_unique<Assets::MemoryStore>();
     if (access != Access::Create) {
@@ -116,12 +124,19 @@ static int tell(ExitCode code, const char *text)
 int Session::guarded(int (*command)(const Arguments &), const Arguments &arguments)
 {
     try {
-        return command(arguments);
+        const int code = command(arguments);
+        const QString error = Terminal::outputError();
+        if (error.isEmpty())
+            return code;
+        throw CommandError(Negative,
+                           QStringLiteral("the answer could not be written: %1").arg(error));
     } catch (const CommandError &error) {
         return tell(error.code(), error.what());
     } catch (const StoreError &error) {
         return tell(NoCatalogue, error.what());
     } catch (const Exception::BaseException &error) {
+        return tell(NoCatalogue, error.what());
+    } catch (const std::exception &error) {
         return tell(NoCatalogue, error.what());
     }
 }

@@ -70,6 +70,18 @@ static Counts count(Session &session, const CatalogueView &view, const QString &
     };
 }
 
+// "staticFilters" is a key for programs; people read "static filters".
+static QString wordsOf(const QString &key)
+{
+    QString words;
+    for (const QChar c : key) {
+        if (c.isUpper())
+            words += u' ';
+        words += c.toLower();
+    }
+    return words;
+}
+
 int runStats(const Arguments &arguments)
 {
     Session session(arguments, Session::Access::Read);
@@ -80,7 +92,7 @@ int runStats(const Arguments &arguments)
     Table table({u"COUNT"_s, u"VALUE"_s});
     for (const auto &[name, value] : counts) {
         object.insert(name, value);
-        table.addRow({name, QString::number(value)});
+        table.addRow({wordsOf(name), QString::number(value)});
     }
     if (arguments.json) {
         Answer::printJson(object);

@@ -16,11 +16,11 @@ public:
     void addRow(const QStringList &cells);
     bool isEmpty() const { return m_rows.empty(); }
 
-    /// The lines, the heading first; the widest columns give way when \a width is too small.
+    /// The lines, the heading first; where \a width is too small the widest columns are wrapped.
     QString toText(int width) const;
 
 private:
-    std::vector<qsizetype> columnWidths(int width) const;
+    std::vector<int> columnWidths(int width) const;
 
     QStringList m_headings;
     std::vector<QStringList> m_rows;

@@ -95,8 +95,10 @@ static QStringList explainFound(const FilterView &filter, const CatalogueView &v
     return steps;
 }
 
-static QString conclusionOf(const FilterView &filter, const Choice &choice)
+static QString conclusionOf(const FilterView &filter, const Choice &choice, bool isAsked)
 {
+    if (!isAsked && filter.isDynamic())
+        return u"it depends on the usage and the type; there are "_s + Choice::keysText(filter);
     if (choice.found != Choice::Found::Nowhere)
         return ImplementationJson::idOf(choice.implementation);
     return u"the empty fallback: no implementation; there are "_s + Choice::keysText(filter);
@@ -134,9 +136,9 @@ static void print(const Arguments &arguments, const QStringList &steps, const QS
     }
     int number = 0;
     for (const QString &step : steps)
-        Terminal::print(u"%1. %2\n"_s.arg(QString::number(++number), Terminal::harmless(step)));
+        Terminal::printWrapped(u"%1. %2"_s.arg(QString::number(++number), step), u"   "_s);
     if (!conclusion.isEmpty())
-        Terminal::print(u"=> %1\n"_s.arg(Terminal::harmless(conclusion)));
+        Terminal::printWrapped(u"=> "_s + conclusion, u"   "_s);
 }
 
 int runWhy(const Arguments &arguments)
@@ -151,7 +153,7 @@ int runWhy(const Arguments &arguments)
     const Choice choice = Choice::of(*filter, arguments.usage, arguments.type);
     const bool isAsked = !arguments.usage.isEmpty() || !arguments.type.isEmpty();
     print(arguments, explainFound(*filter, view, arguments, choice),
-          isAsked || !filter->isDynamic() ? conclusionOf(*filter, choice) : QString());
+          conclusionOf(*filter, choice, isAsked));
     return isAsked && choice.found == Choice::Found::Nowhere ? Negative : Done;
 }
 
