@@ -159,12 +159,12 @@ bool AssetDatabaseService::removeThumbnail(const AssetReference &reference)
 
 std::size_t AssetDatabaseService::addChangeObserver(ChangeObserver observer)
 {
-    return m_core->addObserver(std::move(observer));
+    return m_core->observers().add(std::move(observer));
 }
 
 void AssetDatabaseService::removeChangeObserver(std::size_t observer)
 {
-    m_core->removeObserver(observer);
+    m_core->observers().remove(observer);
 }
 
 AssetDatabaseService::RefreshResult AssetDatabaseService::refresh()

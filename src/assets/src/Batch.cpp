@@ -46,4 +46,27 @@ bool Batch::needsBodies() const
     });
 }
 
+std::vector<AssetChange> Batch::notices() const
+{
+    using Kind = AssetChange::Kind;
+    std::vector<AssetChange> changes;
+    for (const auto &change : m_changes) {
+        const auto add = [&](bool happened, Kind kind) {
+            if (happened)
+                changes.push_back({kind, AssetReference(change->record), false});
+        };
+        add(change->removed && !change->created, Kind::Removed);
+        add(change->created, change->madePersistent ? Kind::MadePersistent : Kind::Created);
+        if (change->created || change->removed)
+            continue;
+        add(change->contentChanged, Kind::ContentChanged);
+        add(change->name.has_value(), Kind::Renamed);
+        add(!change->metaData.empty(), Kind::MetaDataChanged);
+        add(change->hidden.has_value(), Kind::VisibilityChanged);
+        add(change->thumbnail.has_value(), Kind::ThumbnailChanged);
+        add(!change->items.empty(), Kind::ItemsChanged);
+    }
+    return changes;
+}
+
 } // namespace Tesk::Assets

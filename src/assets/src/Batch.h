@@ -2,6 +2,7 @@
 
 #include "AssetSlot.h"
 
+#include <assets/AssetChange.h>
 #include <assets/AssetReference.h>
 #include <assets/MetaData.h>
 #include <assets/StoreRows.h>
@@ -58,6 +59,9 @@ public:
     void drop(const AssetRecord &record);
     bool isEmpty() const;
     bool needsBodies() const;
+
+    /// Returns what observers are told once the batch is stored.
+    std::vector<AssetChange> notices() const;
 
     /// Pending changes in the order of their first write.
     const std::vector<std::unique_ptr<PendingChange>> &changes() const { return m_changes; }

@@ -13,7 +13,7 @@ namespace Tesk::Assets {
 
 const PendingChange *DatabaseCore::pendingLocked(const AssetRecord &record) const
 {
-    const Batch *scope = scopeLocked();
+    const Batch *scope = m_scopes.current();
     return scope == nullptr ? nullptr : scope->find(record);
 }
 

@@ -29,7 +29,7 @@ std::vector<AssetReference> DatabaseCore::findByQuery(const AssetQuery &query)
     const std::lock_guard lock(m_mutex);
     if (!m_store)
         return found;
-    const Batch *scope = scopeLocked();
+    const Batch *scope = m_scopes.current();
     std::optional<ScanPosition> position = ScanPosition();
     while (position) {
         const AssetPage page = m_store->find(query, *position, sPageSize);
@@ -112,7 +112,7 @@ AssetDatabaseService::RefreshResult DatabaseCore::refresh()
         checkOpenLocked();
         m_store->setSeenGeneration(list.generation);
     }
-    notify(changes);
+    m_observers.notify(changes);
     return result;
 }
 
@@ -128,7 +128,7 @@ bool DatabaseCore::refreshAsset(const ChangeRow &change, const std::optional<Ass
         AssetSlot *slot = record == nullptr ? nullptr : slotOfLocked(*record);
         if (slot == nullptr || slot->unstored)
             return false;
-        for (const auto &scope : m_scopes) {
+        for (const auto &scope : m_scopes.all()) {
             const PendingChange *pending = scope->find(*record);
             if (pending == nullptr || pending->isEmpty())
                 continue;

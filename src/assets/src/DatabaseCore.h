@@ -2,7 +2,8 @@
 
 #include "AssetRecord.h"
 #include "AssetSlot.h"
-#include "Batch.h"
+#include "BatchScopes.h"
+#include "ChangeObservers.h"
 
 #include <assets/AssetDatabaseService.h>
 #include <assets/Store.h>
@@ -10,7 +11,6 @@
 #include <QSet>
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,6 +22,7 @@ namespace Tesk::Assets {
 
 class AssetTable;
 class CollectionAsset;
+struct EncodedAsset;
 
 /// The database itself: what the service, the references and the controls speak to.
 ///
@@ -93,8 +94,7 @@ public:
     void abandonScope();
 
     // --- the whole
-    std::size_t addObserver(AssetDatabaseService::ChangeObserver observer);
-    void removeObserver(std::size_t observer);
+    ChangeObservers &observers() { return m_observers; }
     AssetDatabaseService::RefreshResult refresh();
     std::vector<IntegrityFinding> checkIntegrity();
     DatabaseStatistics statistics();
@@ -105,7 +105,6 @@ public:
 
 private:
     class Write;
-    struct Encoded;
 
     explicit DatabaseCore(std::unique_ptr<Store> store);
 
@@ -151,20 +150,13 @@ private:
                         PendingChange::ItemChange itemChange);
 
     // Commit.
-    Batch *scopeLocked() const;
-    std::unique_ptr<Batch> endScope(bool doomed);
+    std::unique_ptr<Batch> leaveScope(bool doomed);
     static PendingChange &changeLocked(Batch &batch, AssetSlot &slot);
     void commit(Batch &batch, SyncLevel level);
     void rollBack(Batch &batch);
-    std::vector<Encoded> encode(const Batch &batch) const;
-    void storeLocked(const Batch &batch, std::vector<Encoded> &encoded, SyncLevel level);
-    std::vector<std::pair<AssetSlot *, qint64>> storeNamesLocked(const Batch &batch);
-    void storeAttributesLocked(const Batch &batch);
-    void storeItemsLocked(const PendingChange &change);
+    std::vector<EncodedAsset> encode(const Batch &batch) const;
     void settleLocked(const Batch &batch);
     static void settleItemsLocked(const PendingChange &change);
-    static std::vector<AssetChange> changesOf(const Batch &batch);
-    void notify(const std::vector<AssetChange> &changes);
 
     // Care.
     bool refreshAsset(const ChangeRow &change, const std::optional<AssetRow> &row,
@@ -172,6 +164,7 @@ private:
     void checkBodies(std::vector<IntegrityFinding> &findings);
 
     AssetTable *m_table = nullptr; // fixed after construction
+    ChangeObservers m_observers;   // has a lock of its own
 
     mutable std::mutex m_mutex;
     // guarded by m_mutex
@@ -179,15 +172,10 @@ private:
     std::vector<AssetSlot *> m_published;
     std::unordered_map<const AssetRecord *, StoredAsset> m_prefetched;
     std::unordered_map<const AssetRecord *, int> m_removalsPending;
-    std::vector<std::unique_ptr<Batch>> m_scopes; // one for each thread that has one
+    BatchScopes m_scopes;
     std::unordered_set<const AssetRecord *> m_reportedBodies;
     QSet<QString> m_typeNames; // one copy of each
     quint64 m_epoch = 0;       // changes when what was read of the store may be out of date
-
-    mutable std::mutex m_observersMutex;
-    // guarded by m_observersMutex
-    std::map<std::size_t, AssetDatabaseService::ChangeObserver> m_observers;
-    std::size_t m_nextObserver = 1;
 };
 
 } // namespace Tesk::Assets

@@ -40,6 +40,7 @@ public:
     bool contains(const AssetReference &reference) const;
 
 private:
+    friend class BatchWriter;
     friend class DatabaseCore;
 
     std::unique_lock<std::mutex> lockLoaded() const;

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Batch.h"
+#include "EncodedAsset.h"
+
+#include <assets/Store.h>
+
+#include <utility>
+#include <vector>
+
+namespace Tesk::Assets {
+
+/// Brings one batch into a store, in one transaction.
+///
+/// Threads: under the mutex of the database. Errors: StoreError; nothing is stored then, and no
+/// slot has changed.
+class BatchWriter
+{
+public:
+    BatchWriter(Store &store, const Batch &batch);
+
+    /// Stores the batch, and notes the new revisions in the slots of its assets.
+    void write(std::vector<EncodedAsset> &encoded, SyncLevel level);
+
+private:
+    using Revisions = std::vector<std::pair<AssetSlot *, qint64>>;
+
+    std::vector<AssetRemoval> removals() const;
+    static std::vector<AssetWrite> writes(std::vector<EncodedAsset> &encoded);
+    Revisions writeNames();
+    void writeAttributes();
+    void writeItems(const PendingChange &change);
+
+    Store &m_store;
+    const Batch &m_batch;
+};
+
+} // namespace Tesk::Assets

@@ -1,0 +1,270 @@
+#include "AssetErrors.h"
+#include "AssetFactory.h"
+#include "AssetNames.h"
+#include "AssetTable.h"
+#include "DatabaseCore.h"
+#include "Write.h"
+
+#include <assets/StoreError.h>
+#include <vantbase/Exception.h>
+
+namespace Tesk::Assets {
+
+using VantBase::logger;
+using VantBase::LogLevel;
+using VantBase::LogService;
+
+static QString readable(const AssetRecord &record)
+{
+    return QString::fromUtf8(record.id());
+}
+
+bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
+                           const std::shared_ptr<Asset> &asset, const QString &name,
+                           const MetaData &metaData, bool internal)
+{
+    const QString typeName = asset->typeName();
+    const std::lock_guard lock(m_mutex);
+    checkOpenLocked();
+    if (findLocked(record) != nullptr)
+        return false;
+
+    AssetSlot &slot = m_table->newSlot(record);
+    slot.typeName = *m_typeNames.insert(typeName);
+    slot.name = name;
+    slot.unstored = std::make_unique<UnstoredAttributes>();
+    slot.unstored->metaData = metaData;
+    slot.unstored->internal = internal;
+    AssetNames::set(*asset, name);
+    asset->setChangeListener(m_table);
+    record.lifespan.store(internal ? AssetReference::Lifespan::Internal
+                                   : AssetReference::Lifespan::Persistent,
+                          std::memory_order_release);
+    publishLocked(slot, asset);
+    if (!internal)
+        changeLocked(write.batch(), slot).created = true;
+    write.batch().onRollback([this, &slot] { withdraw(slot); });
+    return true;
+}
+
+AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &typeName,
+                                         Status &status)
+{
+    status = Status::InvalidId;
+    if (id.isEmpty())
+        return {};
+    const AssetRecord &record = m_table->intern(id);
+    const auto isKnown = [&] {
+        const std::lock_guard lock(m_mutex);
+        checkOpenLocked();
+        return findLocked(record) != nullptr;
+    };
+    status = Status::Existing;
+    if (isKnown())
+        return AssetReference(&record);
+    status = Status::UnknownType;
+    if (!AssetFactory::isType(typeName))
+        return {};
+    status = Status::NotCreatable;
+    const std::shared_ptr<Asset> asset = AssetFactory::create(typeName);
+    if (!asset)
+        return AssetReference(&record);
+
+    status = Status::Created;
+    try {
+        Write write(*this);
+        if (!fileNew(write, record, asset, QString(), MetaData(), false))
+            status = Status::Existing; // another thread was faster
+        write.finish();
+    } catch (const StoreError &error) {
+        if (error.code() != StoreError::Code::Changed || !isKnown())
+            throw;
+        status = Status::Existing; // another process was faster
+    }
+    return AssetReference(&record);
+}
+
+std::shared_ptr<Asset> DatabaseCore::createInternal(const QByteArray &id, const QString &typeName,
+                                                    const QString &name)
+{
+    if (id.isEmpty()) {
+        raiseAs<Exception::InvalidArgumentException>(
+                TESK_HERE, QStringLiteral("Cannot make an asset of type \"%1\": its id is empty")
+                                   .arg(typeName));
+    }
+    std::shared_ptr<Asset> asset =
+            AssetFactory::isType(typeName) ? AssetFactory::create(typeName) : nullptr;
+    if (!asset) {
+        logger(LogService::Assets).record(LogLevel::Warning, TESK_HERE)
+                << "cannot make an asset of type \"" << typeName
+                << "\": the type is not registered, or has no factory";
+        return nullptr;
+    }
+    const AssetRecord &record = m_table->intern(id);
+    Write write(*this);
+    if (!fileNew(write, record, asset, name, MetaData(), true)) {
+        raiseAs<Exception::InvalidArgumentException>(
+                TESK_HERE, QStringLiteral("Cannot make the asset [%1]: the id is taken")
+                                   .arg(readable(record)));
+    }
+    write.finish();
+    return asset;
+}
+
+AssetReference DatabaseCore::insert(const std::shared_ptr<Asset> &asset, const QByteArray &id,
+                                    const QString &name, const MetaData &metaData)
+{
+    const QString refusal = [&] {
+        if (!asset)
+            return QStringLiteral("Cannot insert a null asset");
+        if (id.isEmpty())
+            return QStringLiteral("Cannot insert %1: its id is empty").arg(asset->debugInfo());
+        const std::lock_guard lock(m_mutex);
+        return liveSlotLocked(*asset) != nullptr
+                       ? QStringLiteral("Cannot insert %1: it is filed already")
+                                 .arg(asset->debugInfo())
+                       : QString();
+    }();
+    if (!refusal.isEmpty())
+        raiseAs<Exception::InvalidArgumentException>(TESK_HERE, refusal);
+
+    MetaData all;
+    asset->initMetaData(all);
+    for (const auto &[key, item] : metaData)
+        all.set(key, item);
+    AssetFactory::moveToMainThread(*asset);
+
+    const AssetRecord &record = m_table->intern(id);
+    Write write(*this);
+    if (!fileNew(write, record, asset, name, all, false)) {
+        raiseAs<Exception::InvalidArgumentException>(
+                TESK_HERE, QStringLiteral("Cannot insert the asset [%1]: the id is taken")
+                                   .arg(readable(record)));
+    }
+    write.finish();
+    return AssetReference(&record);
+}
+
+void DatabaseCore::makePersistent(const std::shared_ptr<Asset> &asset, const MetaData &metaData)
+{
+    if (!asset)
+        raiseAs<Exception::InvalidArgumentException>(
+                TESK_HERE, QStringLiteral("Cannot make a null asset persistent"));
+    // Asked before anything is locked: the asset may look at other assets to answer.
+    const QByteArray contentId = asset->generateId();
+    MetaData own;
+    asset->initMetaData(own);
+
+    Write write(*this);
+    {
+        const std::lock_guard lock(m_mutex);
+        checkOpenLocked();
+        AssetSlot *slot = liveSlotLocked(*asset);
+        if (slot == nullptr) {
+            raiseAs<Exception::InvalidArgumentException>(
+                    TESK_HERE,
+                    QStringLiteral("Cannot make %1 persistent: it is not in this database")
+                            .arg(asset->debugInfo()));
+        }
+        if (slot->unstored && slot->unstored->internal)
+            refileLocked(write.batch(), *slot, asset, contentId, own);
+    }
+    for (const auto &[key, item] : metaData)
+        setMetaDataItem(*asset->ownReference().record(), key, item, write);
+    write.finish();
+}
+
+void DatabaseCore::refileLocked(Batch &batch, AssetSlot &slot, const std::shared_ptr<Asset> &asset,
+                                const QByteArray &contentId, const MetaData &initial)
+{
+    const AssetRecord &before = *slot.record;
+    const AssetRecord &after = contentId.isEmpty() ? before : m_table->intern(contentId);
+    if (&after != &before && findLocked(after) != nullptr) {
+        raiseAs<Exception::InvalidArgumentException>(
+                TESK_HERE, QStringLiteral("Cannot make [%1] persistent: the id [%2] is taken")
+                                   .arg(readable(before), readable(after)));
+    }
+    for (const auto &[key, item] : initial) {
+        if (!slot.unstored->metaData.contains(key))
+            slot.unstored->metaData.set(key, item);
+    }
+    slot.unstored->internal = false;
+    slot.record = &after;
+    after.lifespan.store(AssetReference::Lifespan::Persistent, std::memory_order_release);
+    after.slot.store(&slot, std::memory_order_release);
+    asset->m_record.store(&after, std::memory_order_release);
+    PendingChange &change = changeLocked(batch, slot);
+    change.created = true;
+    change.madePersistent = true;
+
+    batch.onRollback([this, &slot, asset, &before, &after] {
+        const std::lock_guard lock(m_mutex);
+        if (slot.unstored)
+            slot.unstored->internal = true;
+        if (&after != &before)
+            after.slot.store(nullptr, std::memory_order_release);
+        slot.record = &before;
+        before.lifespan.store(AssetReference::Lifespan::Internal, std::memory_order_release);
+        asset->m_record.store(&before, std::memory_order_release);
+    });
+}
+
+bool DatabaseCore::remove(const AssetRecord &record)
+{
+    std::shared_ptr<Asset> removed;
+    Write write(*this);
+    {
+        const std::lock_guard lock(m_mutex);
+        checkOpenLocked();
+        AssetSlot *slot = findLocked(record);
+        if (slot == nullptr)
+            return false;
+        removeLocked(write.batch(), *slot, removed);
+        write.storeLocked();
+    }
+    write.finish();
+    return true;
+}
+
+void DatabaseCore::removeLocked(Batch &batch, AssetSlot &slot, std::shared_ptr<Asset> &removed)
+{
+    const AssetRecord &record = *slot.record;
+    const SlotState state = slot.state.load(std::memory_order_relaxed);
+    removed = withdrawLocked(slot);
+    if (slot.unstored) {
+        dropCreationLocked(record);
+    } else {
+        PendingChange &change = batch.change(record);
+        change = PendingChange();
+        change.record = &record;
+        change.removed = true;
+        change.removedRevision = slot.revision;
+        ++m_removalsPending[&record];
+    }
+    batch.onRollback([this, &slot, state, removed, &record, stored = !slot.unstored] {
+        const std::lock_guard lock(m_mutex);
+        if (stored && --m_removalsPending[&record] == 0)
+            m_removalsPending.erase(&record);
+        slot.owner = removed;
+        slot.state.store(state, std::memory_order_release);
+        record.slot.store(&slot, std::memory_order_release);
+        ++m_epoch;
+    });
+}
+
+// The asset may have been made in the scope of another thread.
+void DatabaseCore::dropCreationLocked(const AssetRecord &record)
+{
+    for (const auto &scope : m_scopes.all()) {
+        const PendingChange *pending = scope->find(record);
+        if (pending == nullptr || !pending->created)
+            continue;
+        PendingChange left;
+        left.record = &record;
+        left.removed = pending->removed;
+        left.removedRevision = pending->removedRevision;
+        scope->change(record) = std::move(left);
+    }
+}
+
+} // namespace Tesk::Assets
