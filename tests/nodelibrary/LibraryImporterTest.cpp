@@ -453,6 +453,22 @@ TEST_F(LibraryImporterTest, remarksThatAFolderHasNoLibraryFiles)
     EXPECT_FALSE(summary.hasRefusals());
 }
 
+TEST_F(LibraryImporterTest, refusesANodeDefThatIsTooLargeToKeepAndTakesTheRest)
+{
+    const QByteArray text(9 * 1024 * 1024, 'x');
+
+    const ImportSummary summary = import(overload("ND_s", "sharpen", "float")
+                                         + "<nodedef name=\"ND_big\" node=\"big\" doc=\"" + text
+                                         + "\"><output name=\"out\" type=\"float\"/></nodedef>");
+
+    EXPECT_EQ(summary.count(State::New), 1U);
+    ASSERT_EQ(summary.problems.size(), 1U);
+    EXPECT_EQ(summary.problems[0].severity, Problem::Severity::NodeDefRefused);
+    EXPECT_EQ(summary.problems[0].text,
+              QStringLiteral("the nodedef \"ND_big\" is left out; with what it inherits it has "
+                             "more than 8388608 characters"));
+}
+
 TEST_F(LibraryImporterTest, writesNothingInADryRun)
 {
     const ImportSummary summary = import(sTwoHeads, {.dryRun = true});

@@ -11,6 +11,9 @@ using namespace Qt::StringLiterals;
 
 namespace Tesk::NodeLibrary {
 
+// Far beyond what people write, and safely below what an asset's body may hold.
+static constexpr qsizetype sLongestNodeDef = 8 * 1024 * 1024;
+
 LibraryUnion::LibraryUnion(const std::vector<HeldImplementation> &held,
                            const std::vector<ReadLibrary> &read)
     : m_held(held)
@@ -29,6 +32,7 @@ LibraryUnion::LibraryUnion(const std::vector<HeldImplementation> &held,
             addHeld(library);
     }
     complete();
+    refuseOversized();
 }
 
 std::vector<FilterPlan::Item> LibraryUnion::planItems() const
@@ -81,6 +85,38 @@ void LibraryUnion::settleOwners()
     }
 }
 
+static qsizetype sizeOf(const Attributes &attributes)
+{
+    qsizetype size = 0;
+    for (const auto &[name, value] : attributes)
+        size += value.size();
+    return size;
+}
+
+static qsizetype sizeOf(const NodeDef &nodeDef)
+{
+    qsizetype size = nodeDef.name.size() + nodeDef.node.size() + sizeOf(nodeDef.attributes);
+    for (const auto *ports : {&nodeDef.parameters, &nodeDef.outputs}) {
+        for (const NodePort &port : *ports)
+            size += port.name.size() + port.type.size() + sizeOf(port.attributes);
+    }
+    return size;
+}
+
+// One definition that the database cannot keep must not cost the others.
+void LibraryUnion::refuseOversized()
+{
+    const auto isOversized = [](const Entry &entry) {
+        return sizeOf(entry.nodeDef) > sLongestNodeDef;
+    };
+    for (const Entry &entry : m_entries) {
+        if (isOversized(entry))
+            refuse(entry.nodeDef,
+                   u"with what it inherits it has more than %1 characters"_s.arg(sLongestNodeDef));
+    }
+    std::erase_if(m_entries, isOversized);
+}
+
 void LibraryUnion::addHeld(const QString &library)
 {
     for (const HeldImplementation &each : m_held) {
@@ -100,9 +136,9 @@ void LibraryUnion::addRead(const QString &library)
             const QString &name = each.nodeDef.name;
             const QString owner = m_owners.value(name);
             if (owner != library) {
-                refuse(each, u"the library \"%1\" holds it already"_s.arg(owner));
+                refuse(each.nodeDef, u"the library \"%1\" holds it already"_s.arg(owner));
             } else if (seen.contains(name)) {
-                refuse(each, u"an earlier path of the library defines it first"_s);
+                refuse(each.nodeDef, u"an earlier path of the library defines it first"_s);
             } else {
                 seen.insert(name);
                 m_entries.push_back({each.nodeDef, library, each.filterName, position++});
@@ -111,14 +147,14 @@ void LibraryUnion::addRead(const QString &library)
     }
 }
 
-void LibraryUnion::refuse(const ReadNodeDef &nodeDef, const QString &reason)
+void LibraryUnion::refuse(const NodeDef &nodeDef, const QString &reason)
 {
     m_problems.push_back(
             {.severity = Problem::Severity::NodeDefRefused,
-             .file = nodeDef.nodeDef.filePath,
-             .line = nodeDef.nodeDef.line,
-             .column = nodeDef.nodeDef.column,
-             .text = u"the nodedef \"%1\" is left out; %2"_s.arg(nodeDef.nodeDef.name, reason)});
+             .file = nodeDef.filePath,
+             .line = nodeDef.line,
+             .column = nodeDef.column,
+             .text = u"the nodedef \"%1\" is left out; %2"_s.arg(nodeDef.name, reason)});
 }
 
 void LibraryUnion::complete()

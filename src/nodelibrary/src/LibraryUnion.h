@@ -37,7 +37,8 @@ private:
     void addHeld(const QString &library);
     void addRead(const QString &library);
     void complete();
-    void refuse(const ReadNodeDef &nodeDef, const QString &reason);
+    void refuseOversized();
+    void refuse(const NodeDef &nodeDef, const QString &reason);
 
     const std::vector<HeldImplementation> &m_held;
     const std::vector<ReadLibrary> &m_read;
