@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 
+#include <sqlite3.h>
 #include <unistd.h>
 
 namespace Tesk::Command {
@@ -43,26 +44,35 @@ Outcome CatalogueProcess::runPlain(const QStringList &arguments, const QStringLi
     return finish(process);
 }
 
+Outcome CatalogueProcess::runIn(const QString &folder, const QStringList &arguments) const
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    return finishOnCatalogue(process, arguments);
+}
+
 Outcome CatalogueProcess::runInto(const QString &file, const QStringList &arguments) const
 {
     QProcess process;
-    process.setProcessEnvironment(environmentWith({}));
     process.setStandardOutputFile(file);
-    process.start(QStringLiteral(COMMAND_FILE),
-                  QStringList{QStringLiteral("--catalogue"), catalogue()} + arguments);
-    return finish(process);
+    return finishOnCatalogue(process, arguments);
 }
 
 // For root nothing is read-only.
 Outcome CatalogueProcess::runUnprivileged(const QStringList &arguments) const
 {
     QProcess process;
-    process.setProcessEnvironment(environmentWith({}));
     if (::geteuid() == 0)
         process.setChildProcessModifier([] {
             if (::setgid(sNobody) != 0 || ::setuid(sNobody) != 0)
                 ::_exit(sCannotRun);
         });
+    return finishOnCatalogue(process, arguments);
+}
+
+Outcome CatalogueProcess::finishOnCatalogue(QProcess &process, const QStringList &arguments) const
+{
+    process.setProcessEnvironment(environmentWith({}));
     process.start(QStringLiteral(COMMAND_FILE),
                   QStringList{QStringLiteral("--catalogue"), catalogue()} + arguments);
     return finish(process);
@@ -89,15 +99,6 @@ Outcome CatalogueProcess::finish(QProcess &process)
     return outcome;
 }
 
-std::unique_ptr<QProcess> CatalogueProcess::start(const QStringList &arguments) const
-{
-    auto process = std::make_unique<QProcess>();
-    process->setProcessEnvironment(environmentWith({}));
-    process->start(QStringLiteral(COMMAND_FILE),
-                   QStringList{QStringLiteral("--catalogue"), catalogue()} + arguments);
-    return process;
-}
-
 void CatalogueProcess::importSamples() const
 {
     const Outcome outcome = run({QStringLiteral("import"), QStringLiteral(SAMPLES_FOLDER)});
@@ -108,6 +109,15 @@ QByteArray CatalogueProcess::catalogueBytes() const
 {
     QFile file(catalogue());
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void CatalogueProcess::execute(const char *statements) const
+{
+    sqlite3 *database = nullptr;
+    ASSERT_EQ(sqlite3_open(catalogue().toUtf8().constData(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, statements, nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+    sqlite3_close(database);
 }
 
 void CatalogueProcess::writeLibrary(const QString &name, const QByteArray &body) const

@@ -10,7 +10,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-#include <memory>
+#include <string>
 
 class QProcess;
 
@@ -33,8 +33,15 @@ protected:
     /// Runs the command on the test's catalogue.
     Outcome run(const QStringList &arguments) const;
 
+    /// The same in one line, the words parted by blanks.
+    Outcome ask(const char *line) const { return run(QString::fromLatin1(line).split(u' ')); }
+    std::string text(const char *line) const { return ask(line).output.toStdString(); }
+
     /// Runs the command with exactly these arguments and variables "NAME=VALUE" beside its own.
     Outcome runPlain(const QStringList &arguments, const QStringList &variables = {}) const;
+
+    /// Runs the command on the test's catalogue in the folder \a folder.
+    Outcome runIn(const QString &folder, const QStringList &arguments) const;
 
     /// Runs the command on the test's catalogue with its output going to \a file.
     Outcome runInto(const QString &file, const QStringList &arguments) const;
@@ -45,15 +52,15 @@ protected:
     /// Gives the test's folder to the user of runUnprivileged().
     void giveFolderAway() const;
 
-    /// A process that has been started, for tests that stop it.
-    std::unique_ptr<QProcess> start(const QStringList &arguments) const;
-
     /// Imports the samples, and fails the test when that fails.
     void importSamples() const;
 
     QString catalogue() const { return m_folder.filePath(QStringLiteral("catalogue.db")); }
     QString path(const QString &name) const { return m_folder.filePath(name); }
     QByteArray catalogueBytes() const;
+
+    /// Changes the catalogue's file behind the command's back.
+    void execute(const char *statements) const;
 
     /// Writes a library file with \a body inside its root element.
     void writeLibrary(const QString &name, const QByteArray &body) const;
@@ -64,6 +71,7 @@ protected:
                                const QByteArray &type, const QByteArray &more = {});
 
 private:
+    Outcome finishOnCatalogue(QProcess &process, const QStringList &arguments) const;
     static Outcome finish(QProcess &process);
 
     QTemporaryDir m_folder;

@@ -15,8 +15,6 @@ class ChangeCommandsTest : public CatalogueProcess
 protected:
     void SetUp() override { importSamples(); }
 
-    Outcome ask(const char *line) const { return run(QString::fromLatin1(line).split(u' ')); }
-
     bool isHidden(const char *name) const
     {
         return run({QStringLiteral("show"), QString::fromLatin1(name), QStringLiteral("--json")})

@@ -13,8 +13,6 @@ namespace {
 class CommandLineTest : public CatalogueProcess
 {
 protected:
-    Outcome ask(const char *line) const { return run(QString::fromLatin1(line).split(u' ')); }
-
     void expectRefusal(const char *line, const QString &complaint) const
     {
         const Outcome outcome = ask(line);

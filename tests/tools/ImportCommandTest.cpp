@@ -5,9 +5,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QProcess>
-
-#include <csignal>
 
 namespace Tesk::Command {
 
@@ -167,25 +164,6 @@ TEST_F(ImportCommandTest, refusesANameTogetherWithGroups)
                    QStringLiteral("nodegroup"), QStringLiteral("--name"), QStringLiteral("x")})
                       .exitCode,
               2);
-}
-
-TEST_F(ImportCommandTest, leavesTheCatalogueAsItWasWhenInterrupted)
-{
-    importSamples();
-    const QString before = run({QStringLiteral("export"), QStringLiteral("--json")}).output;
-    QByteArray body;
-    for (int i = 0; i < 60'000; ++i)
-        body += overload("ND_" + QByteArray::number(i), "node" + QByteArray::number(i), "float");
-    writeLibrary(QStringLiteral("samples.mtlx"), body);
-
-    const auto process = start({sImport, path(QStringLiteral("samples.mtlx"))});
-    ASSERT_TRUE(process->waitForStarted());
-    // It takes seconds to file so many; the process stops at its next step.
-    while (!process->waitForFinished(300) && process->state() == QProcess::Running)
-        ::kill(static_cast<pid_t>(process->processId()), SIGINT);
-
-    EXPECT_NE(process->exitCode(), 0);
-    EXPECT_EQ(run({QStringLiteral("export"), QStringLiteral("--json")}).output, before);
 }
 
 } // namespace Tesk::Command

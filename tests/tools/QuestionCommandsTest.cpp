@@ -15,10 +15,6 @@ class QuestionCommandsTest : public CatalogueProcess
 {
 protected:
     void SetUp() override { importSamples(); }
-
-    // The command in one line, its words parted by blanks.
-    Outcome ask(const char *line) const { return run(QString::fromLatin1(line).split(u' ')); }
-    std::string text(const char *line) const { return ask(line).output.toStdString(); }
 };
 
 } // namespace

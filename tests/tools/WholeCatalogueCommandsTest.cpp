@@ -14,8 +14,6 @@ namespace {
 class WholeCatalogueCommandsTest : public CatalogueProcess
 {
 protected:
-    Outcome ask(const char *line) const { return run(QString::fromLatin1(line).split(u' ')); }
-
     QJsonObject exported(const char *key) const
     {
         const QJsonArray filters = ask("export --json").json()[QStringLiteral("filters")].toArray();
@@ -38,6 +36,24 @@ TEST_F(WholeCatalogueCommandsTest, exportsTheSameBytesForTheSameContent)
 
     EXPECT_EQ(ask("export --json").output, first);
     EXPECT_EQ(ask("export").output, ask("export").output);
+}
+
+TEST_F(WholeCatalogueCommandsTest, exportsTheSameBytesInWhateverOrderLibrariesCame)
+{
+    writeLibrary(QStringLiteral("one.mtlx"),
+                 overload("ND_s", "sharpen", "float") + overload("ND_t", "sharpen", "color3"));
+    writeLibrary(QStringLiteral("two.mtlx"),
+                 overload("ND_b", "blur", "float") + overload("ND_c", "blur", "color3"));
+    run({QStringLiteral("import"), path(QStringLiteral("one.mtlx"))});
+    run({QStringLiteral("import"), path(QStringLiteral("two.mtlx"))});
+    const QString first = ask("export --json").output;
+    ASSERT_TRUE(QFile::remove(catalogue()));
+
+    run({QStringLiteral("import"), path(QStringLiteral("two.mtlx")),
+         path(QStringLiteral("one.mtlx"))});
+
+    EXPECT_EQ(ask("export --json").output, first);
+    EXPECT_THAT(first.toStdString(), HasSubstr("ND_t"));
 }
 
 TEST_F(WholeCatalogueCommandsTest, exportsFiltersByAscendingKey)
@@ -151,6 +167,7 @@ TEST_F(WholeCatalogueCommandsTest, countsWhatTheCatalogueHolds)
     EXPECT_EQ(answer[QStringLiteral("libraries")].toInt(), 1);
     EXPECT_GT(answer[QStringLiteral("fileBytes")].toInt(), 0);
     EXPECT_THAT(ask("stats").output.toStdString(), HasSubstr("dynamic filters             13\n"));
+    EXPECT_THAT(ask("stats").output.toStdString(), HasSubstr("\nversion "));
 }
 
 } // namespace Tesk::Command

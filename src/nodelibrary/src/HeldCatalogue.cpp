@@ -10,6 +10,7 @@
 #include <filterbase/DynamicFilterAsset.h>
 #include <filterbase/FilterDescAsset.h>
 #include <filterbase/FilterManager.h>
+#include <vantbase/Exception.h>
 
 #include <algorithm>
 #include <tuple>
@@ -47,7 +48,7 @@ public:
         readCollection();
         for (std::size_t i = 0; i < m_own.size(); ++i) {
             if (!m_own[i].isReplaced)
-                hold(m_own[i]);
+                holdIfReadable(m_own[i]);
             else
                 m_held.m_replaced.push_back(m_own[i].reference);
         }
@@ -114,10 +115,14 @@ private:
         m_database.prefetch(items);
         for (const AssetReference &item : items) {
             const std::shared_ptr<Asset> asset = item.asset();
-            if (const auto filter = std::dynamic_pointer_cast<DynamicFilterAsset>(asset))
-                readDynamicFilter(*filter);
-            else if (const auto descriptor = std::dynamic_pointer_cast<FilterDescAsset>(asset))
-                readDescriptor(*descriptor);
+            try {
+                if (const auto filter = std::dynamic_pointer_cast<DynamicFilterAsset>(asset))
+                    readDynamicFilter(*filter);
+                else if (const auto descriptor = std::dynamic_pointer_cast<FilterDescAsset>(asset))
+                    readDescriptor(*descriptor);
+            } catch (const Exception::BaseException &) {
+                continue; // damaged: it holds nothing that could be known
+            }
         }
     }
 
@@ -150,6 +155,16 @@ private:
             current = asset ? asset->nextVersion.get() : AssetReference();
         }
         return nullptr;
+    }
+
+    // What is damaged does not stand, so that its library brings it anew.
+    void holdIfReadable(const OwnAsset &own)
+    {
+        try {
+            hold(own);
+        } catch (const Exception::BaseException &) {
+            return;
+        }
     }
 
     void hold(const OwnAsset &own)

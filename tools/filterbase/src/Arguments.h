@@ -8,7 +8,7 @@ namespace Tesk::Command {
 /// How the command ends; scripts may rely on the numbers.
 enum ExitCode : int {
     Done = 0,
-    Negative = 1,      ///< it ran, but something was refused, not found, or is not in order
+    Negative = 1,      ///< something was refused, not found, not in order, or not written
     WrongUse = 2,      ///< the arguments make no sense
     NoCatalogue = 3,   ///< the catalogue cannot be opened, read or written
     Interrupted = 130, ///< stopped by the user; the catalogue is as it was

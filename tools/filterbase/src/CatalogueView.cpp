@@ -1,7 +1,9 @@
 #include "CatalogueView.h"
 
+#include "Answer.h"
 #include "CommandError.h"
 #include "NearNames.h"
+#include "Terminal.h"
 
 #include <assets/AssetControl.h>
 #include <assets/CollectionAsset.h>
@@ -30,12 +32,6 @@ static QString nodeDefOf(const AssetReference &reference)
 {
     const auto id = ImplementationId::fromBytes(reference.id());
     return id ? id->nodeDef : QString::fromUtf8(reference.id());
-}
-
-static ImplementationView viewOf(const AssetReference &reference, bool isHead)
-{
-    return {reference, std::dynamic_pointer_cast<NodeDefAsset>(reference.asset()),
-            nodeDefOf(reference), isHead};
 }
 
 static std::vector<KeyView> keysOf(const ImplementationMap &map)
@@ -72,13 +68,11 @@ QStringList FilterView::placesOf(const ImplementationView &implementation) const
 
 std::shared_ptr<const RenderableBase::RenderableIODesc> FilterView::description() const
 {
-    if (dynamic)
-        return dynamic->getIODesc({});
-    if (descriptor->implementations.size() != 1)
+    if (!dynamic && descriptor->implementations.size() != 1)
         return nullptr;
     try {
-        return descriptor->getIODesc({});
-    } catch (const Exception::RuntimeErrorException &) {
+        return dynamic ? dynamic->getIODesc({}) : descriptor->getIODesc({});
+    } catch (const Exception::BaseException &) {
         return nullptr;
     }
 }
@@ -105,12 +99,40 @@ const ImplementationView *FilterView::onlyHead() const
     return head;
 }
 
-CatalogueView::CatalogueView(Session &session)
+CatalogueView::CatalogueView(Session &session, bool isWarning)
     : m_held(NodeLibrary::HeldCatalogue::read(session.database(), session.manager()))
 {
     readCollection(session);
     addImplementations();
     addReplaced();
+    if (isWarning && !m_unreadable.empty())
+        Terminal::printError(
+                QStringLiteral("filterbase: warning: %1 of the catalogue cannot be read; "
+                               "\"filterbase check\" tells more\n")
+                        .arg(Answer::counted(static_cast<qint64>(m_unreadable.size()),
+                                             QStringLiteral("asset"))));
+}
+
+// An asset is read when its first field is.
+bool CatalogueView::isReadable(const AssetReference &reference)
+{
+    const std::shared_ptr<Assets::Asset> asset = reference.asset();
+    if (!asset)
+        return false;
+    try {
+        (void)asset->nextVersion.get();
+        return true;
+    } catch (const Exception::BaseException &) {
+        m_unreadable.insert(reference);
+        return false;
+    }
+}
+
+ImplementationView CatalogueView::viewOf(const AssetReference &reference, bool isHead)
+{
+    auto asset = isReadable(reference) ? std::dynamic_pointer_cast<NodeDefAsset>(reference.asset())
+                                       : nullptr;
+    return {reference, std::move(asset), nodeDefOf(reference), isHead};
 }
 
 void CatalogueView::readCollection(Session &session)
@@ -122,10 +144,8 @@ void CatalogueView::readCollection(Session &session)
         FilterView filter;
         filter.dynamic = std::dynamic_pointer_cast<DynamicFilterAsset>(asset);
         filter.descriptor = std::dynamic_pointer_cast<FilterDescAsset>(asset);
-        if (!filter.dynamic && !filter.descriptor) {
-            m_strangers.push_back(item);
+        if ((!filter.dynamic && !filter.descriptor) || !isReadable(item))
             continue;
-        }
         filter.name = Assets::AssetControl::getName(asset);
         filter.key = filter.name.toLower();
         filter.reference = item;
@@ -189,8 +209,7 @@ FilterView *CatalogueView::homeOf(const AssetReference &reference)
         const auto home = m_homes.find(current);
         if (home != m_homes.end())
             return &m_filters[home->second];
-        const std::shared_ptr<Assets::Asset> asset = current.asset();
-        current = asset ? asset->nextVersion.get() : AssetReference();
+        current = isReadable(current) ? current.asset()->nextVersion.get() : AssetReference();
     }
     return nullptr;
 }

@@ -11,7 +11,7 @@
 #include <QStringList>
 
 #include <memory>
-#include <optional>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -67,13 +67,14 @@ struct FilterView
 class CatalogueView
 {
 public:
-    explicit CatalogueView(Session &session);
+    /// Reads what can be read, and warns of the rest if \a isWarning.
+    explicit CatalogueView(Session &session, bool isWarning = true);
 
     /// By ascending key, the dynamic one of a key first.
     const std::vector<FilterView> &filters() const { return m_filters; }
 
-    /// What the collection holds that is no filter, or that names nothing.
-    const std::vector<Assets::AssetReference> &strangers() const { return m_strangers; }
+    /// Filters and implementations whose bodies are damaged.
+    const std::set<Assets::AssetReference> &unreadable() const { return m_unreadable; }
 
     /// Replaced assets whose filter has left the collection.
     const std::vector<ImplementationView> &homeless() const { return m_homeless; }
@@ -90,6 +91,8 @@ public:
 
 private:
     void readCollection(Session &session);
+    bool isReadable(const Assets::AssetReference &reference);
+    ImplementationView viewOf(const Assets::AssetReference &reference, bool isHead);
     void addImplementations();
     void addForeign(FilterView &filter);
     void addReplaced();
@@ -97,7 +100,7 @@ private:
 
     NodeLibrary::HeldCatalogue m_held;
     std::vector<FilterView> m_filters;
-    std::vector<Assets::AssetReference> m_strangers;
+    std::set<Assets::AssetReference> m_unreadable;
     std::vector<ImplementationView> m_homeless;
     std::unordered_map<Assets::AssetReference, std::size_t> m_homes; // of standing implementations
 };

@@ -13,6 +13,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <set>
 #include <utility>
 #include <vector>
@@ -62,42 +63,130 @@ static void addFilterFindings(const CatalogueView &view, std::vector<Finding> &f
     std::set<std::pair<QString, bool>> seen;
     for (const FilterView &filter : view.filters()) {
         if (!seen.insert({filter.key, filter.isDynamic()}).second)
-            findings.push_back(
-                    {DuplicateName, false, filter.reference,
-                     u"another filter of the name \"%1\" stands before it"_s.arg(filter.name),
-                     false});
+            findings.push_back({DuplicateName, false, filter.reference,
+                                u"another filter of the name \"%1\" stands before it; remove the "
+                                "one that is not wanted"_s.arg(filter.name),
+                                false});
         for (const ImplementationView &each : filter.implementations) {
             if (!each.reference.asset())
-                findings.push_back(
-                        {MissingImplementation, true, filter.reference,
-                         u"\"%1\" names the implementation \"%2\", which is not there"_s.arg(
-                                 filter.name, ImplementationJson::idOf(each.reference)),
-                         false});
+                findings.push_back({MissingImplementation, true, filter.reference,
+                                    u"\"%1\" names the implementation \"%2\", which is not there; "
+                                    "import its library again to have it back"_s.arg(
+                                            filter.name, ImplementationJson::idOf(each.reference)),
+                                    false});
         }
     }
 }
 
-// Mends what can be mended without loss: items and entries that name nothing.
-static void repair(Session &session, std::vector<Finding> &findings)
+static std::vector<Finding> findingsOf(Session &session, const CatalogueView &view)
 {
-    Assets::AssetDatabaseService::BatchScope scope(session.database());
-    const auto collection = std::dynamic_pointer_cast<Assets::CollectionAsset>(
-            session.manager().getFilterBaseReference().asset());
-    for (Finding &finding : findings) {
-        if (finding.code == static_cast<int>(IntegrityFinding::Code::DanglingItem)) {
-            Assets::CollectionControl::removeAsset(collection, finding.reference);
-            finding.isRepaired = true;
-        } else if (finding.code == MissingImplementation) {
-            const auto descriptor = std::dynamic_pointer_cast<FilterBase::FilterDescAsset>(
-                    finding.reference.asset());
-            if (!descriptor)
-                continue;
-            descriptor->implementations.removeIf(
-                    [](const AssetReference &each) { return !each.asset(); });
-            finding.isRepaired = true;
+    std::vector<Finding> findings;
+    addDatabaseFindings(session, findings);
+    addFilterFindings(view, findings);
+    return findings;
+}
+
+namespace {
+
+// Mends what can be mended without losing anything that could still be read.
+class Repair
+{
+public:
+    Repair(Session &session, const std::vector<Finding> &findings)
+        : m_session(session)
+    {
+        for (const Finding &finding : findings) {
+            const bool isChanged = finding.code == static_cast<int>(Code::BodyDamaged);
+            const bool isUnreadable = finding.code == static_cast<int>(Code::BodyUndecodable);
+            if (isChanged)
+                m_changed.insert(finding.reference);
+            else if (isUnreadable)
+                m_unreadable.insert(finding.reference);
         }
     }
-    scope.commit();
+
+    void run(const std::vector<Finding> &findings)
+    {
+        Assets::AssetDatabaseService::BatchScope scope(m_session.database());
+        removeUnreadable();
+        for (const Finding &finding : findings) {
+            if (finding.code == static_cast<int>(Code::DanglingItem))
+                dropDanglingItems(finding.reference);
+        }
+        dropMissingImplementations();
+        scope.commit();
+    }
+
+private:
+    using Code = IntegrityFinding::Code;
+
+    // Unreadable because its bytes are not what was written: of no use to any program. Without
+    // it the library's next import brings it back.
+    void removeUnreadable()
+    {
+        for (const AssetReference &reference : m_unreadable) {
+            if (!m_changed.contains(reference))
+                continue;
+            m_session.manager().unregisterFilter(reference);
+            m_session.database().removeAsset(reference);
+        }
+    }
+
+    static void dropDanglingItems(const AssetReference &reference)
+    {
+        const auto collection =
+                std::dynamic_pointer_cast<Assets::CollectionAsset>(reference.asset());
+        if (!collection)
+            return;
+        for (const AssetReference &item : collection->items()) {
+            if (!item.asset())
+                Assets::CollectionControl::removeAsset(collection, item);
+        }
+    }
+
+    // A descriptor does without; a dynamic filter is made anew by an import.
+    void dropMissingImplementations()
+    {
+        const CatalogueView view(m_session, false);
+        const auto isMissing = [](const AssetReference &each) {
+            return !each.asset();
+        };
+        for (const FilterView &filter : view.filters()) {
+            if (!filter.descriptor)
+                continue;
+            const std::vector<AssetReference> all = filter.descriptor->implementations.values();
+            if (std::any_of(all.begin(), all.end(), isMissing))
+                filter.descriptor->implementations.removeIf(isMissing);
+        }
+    }
+
+    Session &m_session;
+    std::set<AssetReference> m_changed;
+    std::set<AssetReference> m_unreadable;
+};
+
+} // namespace
+
+// Tells as repaired only what a second look does not find again.
+static std::vector<Finding> repair(Session &session, std::vector<Finding> findings)
+{
+    Repair(session, findings).run(findings);
+    std::vector<Finding> left = findingsOf(session, CatalogueView(session, false));
+    const auto isSame = [](const Finding &one, const Finding &other) {
+        return one.code == other.code && one.text == other.text;
+    };
+    for (Finding &finding : findings) {
+        finding.isRepaired = std::none_of(left.begin(), left.end(), [&](const Finding &each) {
+            return isSame(each, finding);
+        });
+    }
+    // What the repair itself has brought to light.
+    for (Finding &each : left) {
+        if (std::none_of(findings.begin(), findings.end(),
+                         [&](const Finding &known) { return isSame(known, each); }))
+            findings.push_back(std::move(each));
+    }
+    return findings;
 }
 
 static void print(const Finding &finding)
@@ -125,12 +214,10 @@ static QJsonObject toJson(const Finding &finding)
 int runCheck(const Arguments &arguments)
 {
     Session session(arguments, arguments.repair ? Session::Access::Write : Session::Access::Read);
-    std::vector<Finding> findings;
-    addDatabaseFindings(session, findings);
-    const CatalogueView view(session);
-    addFilterFindings(view, findings);
+    const CatalogueView view(session, false);
+    std::vector<Finding> findings = findingsOf(session, view);
     if (arguments.repair)
-        repair(session, findings);
+        findings = repair(session, std::move(findings));
 
     qint64 damage = 0;
     QJsonArray array;

@@ -11,6 +11,9 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <stop_token>
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace Tesk::Command {
@@ -105,26 +108,28 @@ static void printSummary(const ImportSummary &summary, bool isDryRun)
     }
 }
 
+static ImportSummary import(Session &session, const Arguments &arguments, std::stop_token stop)
+{
+    ProgressBar bar;
+    ImportOptions options;
+    options.library = arguments.library;
+    options.nameOverride = arguments.nameOverride;
+    options.groupByNodeGroup = arguments.groupByNodeGroup;
+    options.dryRun = arguments.dryRun;
+    options.stopToken = std::move(stop);
+    options.progress = [&bar](const ImportOptions::Progress &progress) {
+        const bool isReading = progress.stage == ImportOptions::Progress::Stage::Reading;
+        bar.show(isReading ? u"files"_s : u"filters"_s, progress.done, progress.total);
+    };
+    return LibraryImporter(session.database(), session.manager()).import(arguments.paths, options);
+}
+
 int runImport(const Arguments &arguments)
 {
+    // Before the catalogue, so that a stop in the midst of opening leaves no new file either.
+    const Interrupt interrupt;
     Session session(arguments, arguments.dryRun ? Session::Access::Try : Session::Access::Create);
-    ImportSummary summary;
-    {
-        const Interrupt interrupt;
-        ProgressBar bar;
-        ImportOptions options;
-        options.library = arguments.library;
-        options.nameOverride = arguments.nameOverride;
-        options.groupByNodeGroup = arguments.groupByNodeGroup;
-        options.dryRun = arguments.dryRun;
-        options.stopToken = interrupt.token();
-        options.progress = [&bar](const ImportOptions::Progress &progress) {
-            const bool isReading = progress.stage == ImportOptions::Progress::Stage::Reading;
-            bar.show(isReading ? u"files"_s : u"filters"_s, progress.done, progress.total);
-        };
-        summary = LibraryImporter(session.database(), session.manager())
-                          .import(arguments.paths, options);
-    }
+    const ImportSummary summary = import(session, arguments, interrupt.token());
     if (summary.isCancelled) {
         session.abandon();
         Terminal::printError(u"filterbase: interrupted; the catalogue is as it was\n"_s);

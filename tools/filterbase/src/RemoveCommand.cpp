@@ -6,6 +6,8 @@
 #include "Session.h"
 #include "Terminal.h"
 
+#include <vantbase/Exception.h>
+
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -29,6 +31,7 @@ class Removal
 public:
     Removal(Session &session, const CatalogueView &view, const QString &key)
         : m_session(session)
+        , m_view(view)
     {
         for (const FilterView &filter : view.filters()) {
             if (filter.key != key)
@@ -72,6 +75,8 @@ private:
         for (bool isGrowing = true; isGrowing;) {
             isGrowing = false;
             for (const AssetReference &each : all) {
+                if (m_view.unreadable().contains(each))
+                    continue;
                 const std::shared_ptr<Assets::Asset> asset = each.asset();
                 if (asset && m_filters.contains(asset->nextVersion.get()))
                     isGrowing = m_filters.insert(each).second || isGrowing;
@@ -83,7 +88,7 @@ private:
     {
         for (const QString &type : {DynamicFilterAsset::sTypeName, FilterDescAsset::sTypeName}) {
             for (const AssetReference &filter : m_session.database().findByType(type)) {
-                if (!m_filters.contains(filter))
+                if (!m_filters.contains(filter) && !m_view.unreadable().contains(filter))
                     spareImplementationsOf(filter.asset());
             }
         }
@@ -112,12 +117,17 @@ private:
     {
         if (!asset)
             return;
-        m_implementations.erase(asset->nextVersion.get());
-        for (const AssetReference &reference : asset->dependencies)
-            m_implementations.erase(reference);
+        try {
+            m_implementations.erase(asset->nextVersion.get());
+            for (const AssetReference &reference : asset->dependencies)
+                m_implementations.erase(reference);
+        } catch (const Exception::BaseException &) {
+            return; // damaged; what it needed is not known
+        }
     }
 
     Session &m_session;
+    const CatalogueView &m_view;
     std::set<AssetReference> m_filters;
     std::set<AssetReference> m_implementations;
 };

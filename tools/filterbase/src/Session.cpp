@@ -5,7 +5,6 @@
 
 #include <assets/MemoryStore.h>
 #include <assets/SqliteStore.h>
-#include <assets/StoreError.h>
 #include <filterbase/SerializationRegistration.h>
 #include <nodelibrary/NodeDefAsset.h>
 #include <vantbase/Exception.h>
@@ -25,7 +24,6 @@ namespace Tesk::Command {
 
 using Assets::AssetDatabaseService;
 using Assets::SqliteStore;
-using Assets::StoreError;
 
 // Errors are told by the one who catches them.
 static void showWarning(const VantBase::LogMessage &message)
@@ -57,7 +55,14 @@ Session::Session(const Arguments &arguments, Access access)
     // The manager hides what its rules say; a reading command must not store that.
     if (access == Access::Read || access == Access::Try)
         m_scope = std::make_unique<AssetDatabaseService::BatchScope>(*m_database);
-    m_manager = std::make_unique<FilterBase::FilterManager>();
+}
+
+// Made when it is asked for: a check of the file comes before it.
+FilterBase::FilterManager &Session::manager()
+{
+    if (!m_manager)
+        m_manager = std::make_unique<FilterBase::FilterManager>();
+    return *m_manager;
 }
 
 Session::~Session()
@@ -121,6 +126,17 @@ static int tell(ExitCode code, const char *text)
     return code;
 }
 
+static int tellRaised(const char *text)
+{
+    tell(NoCatalogue, text);
+    if (QLatin1StringView(text).startsWith(QLatin1StringView("Cannot read")))
+        Terminal::printError(
+                QStringLiteral("\"filterbase check\" tells what is wrong with the "
+                               "catalogue, \"filterbase check --repair\" mends what can "
+                               "be mended.\n"));
+    return NoCatalogue;
+}
+
 int Session::guarded(int (*command)(const Arguments &), const Arguments &arguments)
 {
     try {
@@ -132,10 +148,8 @@ int Session::guarded(int (*command)(const Arguments &), const Arguments &argumen
                            QStringLiteral("the answer could not be written: %1").arg(error));
     } catch (const CommandError &error) {
         return tell(error.code(), error.what());
-    } catch (const StoreError &error) {
-        return tell(NoCatalogue, error.what());
     } catch (const Exception::BaseException &error) {
-        return tell(NoCatalogue, error.what());
+        return tellRaised(error.what());
     } catch (const std::exception &error) {
         return tell(NoCatalogue, error.what());
     }

@@ -27,7 +27,7 @@ public:
     Q_DISABLE_COPY_MOVE(Session)
 
     Assets::AssetDatabaseService &database() { return *m_database; }
-    FilterBase::FilterManager &manager() { return *m_manager; }
+    FilterBase::FilterManager &manager();
 
     /// Closes the catalogue, and deletes a file that this session made.
     void abandon();

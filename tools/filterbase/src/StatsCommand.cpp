@@ -41,7 +41,8 @@ static Counts count(Session &session, const CatalogueView &view, const QString &
             continue;
         types += filter.dynamic->types.size();
         usages += filter.dynamic->usages.size();
-        parameters += filter.description()->parameters.size();
+        if (const auto description = filter.description())
+            parameters += description->parameters.size();
         for (const auto &keys : {filter.types(), filter.usages()}) {
             for (const KeyView &each : keys)
                 uids += each.info->paramUidCorrespondance.size();
@@ -94,6 +95,7 @@ int runStats(const Arguments &arguments)
         object.insert(name, value);
         table.addRow({wordsOf(name), QString::number(value)});
     }
+    table.addRow({u"version"_s, QStringLiteral(FILTERBASE_VERSION)});
     if (arguments.json) {
         Answer::printJson(object);
         return Done;

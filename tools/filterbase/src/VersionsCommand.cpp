@@ -6,6 +6,8 @@
 #include "Session.h"
 #include "Terminal.h"
 
+#include <vantbase/Exception.h>
+
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -25,7 +27,11 @@ static constexpr std::size_t sLongestLine = 10'000;
 static AssetReference nextOf(const AssetReference &reference)
 {
     const std::shared_ptr<Assets::Asset> asset = reference.asset();
-    return asset ? asset->nextVersion.get() : AssetReference();
+    try {
+        return asset ? asset->nextVersion.get() : AssetReference();
+    } catch (const Exception::BaseException &) {
+        return {}; // damaged; the view has warned of it
+    }
 }
 
 // One line from each asset that nothing leads to.
@@ -70,10 +76,19 @@ static std::set<AssetReference> versionsOf(Session &session, const FilterView &f
     return assets;
 }
 
+static QString versionOf(const NodeLibrary::NodeDefAsset &asset)
+{
+    try {
+        return asset.definition.get().version;
+    } catch (const Exception::BaseException &) {
+        return u"cannot be read"_s;
+    }
+}
+
 static QString textOf(const AssetReference &reference)
 {
     const auto asset = std::dynamic_pointer_cast<NodeLibrary::NodeDefAsset>(reference.asset());
-    const QString version = asset ? asset->definition.get().version : QString();
+    const QString version = asset ? versionOf(*asset) : QString();
     return ImplementationJson::idOf(reference)
            + (version.isEmpty() ? QString() : u" (version %1)"_s.arg(version));
 }
