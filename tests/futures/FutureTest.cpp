@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <future>
 #include <memory>
 #include <string>
@@ -117,6 +118,18 @@ TEST(FutureTest, givesUpWaitingAtTheDeadline)
 
     EXPECT_FALSE(owed.get_future().wait_for(std::chrono::milliseconds(0)));
     EXPECT_FALSE(owed.get_future().wait_for(std::chrono::microseconds(1)));
+}
+
+TEST(FutureTest, takesTheShortestAndTheLongestDuration)
+{
+    const promise<int> owed;
+
+    EXPECT_FALSE(owed.get_future().wait_for(std::chrono::hours::min()));
+    EXPECT_FALSE(owed.get_future().wait_for(std::chrono::nanoseconds::min()));
+    EXPECT_FALSE(owed.get_future().wait_for(std::chrono::duration<double>(std::nan(""))));
+    EXPECT_TRUE(make_ready_future(1).wait_for(std::chrono::hours::max()));
+    EXPECT_TRUE(make_ready_future(1).wait_for(std::chrono::nanoseconds::max()));
+    EXPECT_TRUE(make_ready_future(1).wait_for(std::chrono::duration<double>::max()));
 }
 
 TEST(FutureTest, doesNotWaitForWhatIsThere)

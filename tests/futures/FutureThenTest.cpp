@@ -161,6 +161,35 @@ TEST(FutureThenTest, runsWhatAContinuationCompletesBeforeTheOutermostCallReturns
     EXPECT_EQ(seen, 7);
 }
 
+TEST(FutureThenTest, cancelsWhatAContinuationDropsAfterItReturned)
+{
+    auto dropped = std::make_unique<promise<int>>();
+    std::vector<std::string> order;
+    const future<int> result = dropped->get_future();
+    result.then([&order](const future<int> &done) {
+        order.emplace_back(done.has_exception() ? "cancelled" : "kept");
+    });
+    make_ready_future().then([&] {
+        dropped.reset();
+        order.emplace_back("dropped");
+    });
+
+    EXPECT_THAT(order, ElementsAre("dropped", "cancelled"));
+    EXPECT_THROW(result.get(), future_cancellation);
+}
+
+TEST(FutureThenTest, cancelsThePromiseThatAFunctionOwnsWhenItIsPassedBy)
+{
+    auto owed = std::make_unique<promise<int>>();
+    const future<int> result = owed->get_future();
+
+    make_failed_future<void>(failureSaying("no surface")).then([kept = std::move(owed)] {
+        kept->set_value(7);
+    });
+
+    EXPECT_THROW(result.get(), future_cancellation);
+}
+
 TEST(FutureThenTest, passesAFailureByAFunctionThatTakesAValue)
 {
     bool called = false;

@@ -71,14 +71,14 @@ TEST(FutureThreadsTest, wakesEveryThreadThatWaits)
     EXPECT_EQ(sum, 21);
 }
 
-TEST(FutureThreadsTest, wakesAThreadThatWaitsForALimitedTime)
+TEST(FutureThreadsTest, wakesAThreadThatWaitsForTheLongestTime)
 {
     promise<int> owed;
     std::latch started(1);
     bool ready = false;
     std::jthread waiting([&, result = owed.get_future()] {
         started.count_down();
-        ready = result.wait_for(std::chrono::hours(1));
+        ready = result.wait_for(std::chrono::hours::max());
     });
     started.wait();
 
@@ -186,6 +186,92 @@ TEST(FutureThreadsTest, runsWhatAnotherThreadAttachesAfterThoseAttachedEarlier)
     attaching.join();
 
     EXPECT_EQ(order, (std::vector<char>{'a', 'b', 'c'}));
+}
+
+TEST(FutureThreadsTest, runsContinuationsOfOneFutureOneAtATime)
+{
+    promise<void> owed;
+    const future<void> ready = owed.get_future();
+    std::latch firstRuns(1);
+    std::latch secondAttached(1);
+    std::atomic<int> running = 0;
+    std::atomic<int> overlaps = 0;
+    const auto enter = [&] {
+        if (running++ > 0)
+            ++overlaps;
+    };
+    std::thread::id ranOn;
+    ready.then([&] {
+        enter();
+        firstRuns.count_down();
+        secondAttached.wait();
+        --running;
+    });
+    std::jthread attaching([&] {
+        firstRuns.wait();
+        // The future is ready, yet its first continuation has not returned.
+        ready.then([&] {
+            enter();
+            ranOn = std::this_thread::get_id();
+            --running;
+        });
+        secondAttached.count_down();
+    });
+
+    owed.set_value();
+    attaching.join();
+
+    EXPECT_EQ(overlaps, 0);
+    EXPECT_EQ(ranOn, std::this_thread::get_id()); // which was running those of this future
+}
+
+// However the threads meet: a plain counter, and the thread sanitizer where it is built in.
+TEST(FutureThreadsTest, neverOverlapsContinuationsOfOneFutureThatThreadsAttachAsTheyLike)
+{
+    auto owed = std::make_unique<promise<void>>();
+    future<void> source;
+    int runs = 0; // not atomic: continuations of one future run one after the other
+    const auto attach = [&] {
+        for (int index = 0; index < 4; ++index)
+            source.then([&runs] { ++runs; });
+    };
+    race(
+            [&] {
+                owed = std::make_unique<promise<void>>();
+                source = owed->get_future();
+                source.then([&runs] { ++runs; });
+            },
+            [&] {
+                owed->set_value();
+                attach();
+            },
+            attach, [] {});
+
+    EXPECT_EQ(runs, 9 * Rounds);
+}
+
+TEST(FutureThreadsTest, cancelsOnceWhereDroppingAPromiseRacesWithAttaching)
+{
+    auto owed = std::make_unique<promise<int>>();
+    int values = 0;
+    int cancellations = 0;
+    future<int> source;
+    future<void> result;
+    race(
+            [&] {
+                owed = std::make_unique<promise<int>>();
+                source = owed->get_future();
+            },
+            [&] { owed.reset(); },
+            [&] {
+                result = source.then([&](const future<int> &done) {
+                    done.has_exception() ? ++cancellations : ++values;
+                });
+            },
+            [&] { result.get(); });
+
+    EXPECT_EQ(cancellations, Rounds);
+    EXPECT_EQ(values, 0);
 }
 
 TEST(FutureThreadsTest, keepsOnePromiseForOneOfTwoThreads)

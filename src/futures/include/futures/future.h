@@ -38,13 +38,11 @@ public:
     /// wait for what the main thread is to do, let the event loop run until it is ready.
     void wait() const { state().wait(); }
 
-    /// Waits at most \a duration; false when the future is not ready by then.
+    /// Waits at most \a duration, however long; false when the future is not ready by then.
     template<class Rep, class Period>
     bool wait_for(std::chrono::duration<Rep, Period> duration) const
     {
-        return state().waitUntil(
-                std::chrono::steady_clock::now()
-                + std::chrono::ceil<std::chrono::steady_clock::duration>(duration));
+        return state().waitUntil(FutureDetail::deadlineAfter(duration));
     }
 
     /// Waits, then returns the value by reference (nothing for `void`) or throws the failure.

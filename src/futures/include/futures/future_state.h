@@ -17,6 +17,23 @@ namespace Tesk::FutureDetail {
 
 class StateBase;
 
+/// Returns the time that is \a duration from now; the end of all times where that is so far
+/// away that no clock could tell, as with the greatest value of the type.
+template<class Rep, class Period>
+std::chrono::steady_clock::time_point deadlineAfter(std::chrono::duration<Rep, Period> duration)
+{
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point now = Clock::now();
+    // In seconds as doubles, since no integer type holds the nanoseconds of every duration.
+    const std::chrono::duration<double> seconds = duration;
+    const std::chrono::duration<double> farAway = (Clock::time_point::max() - now) / 2;
+    if (seconds > farAway)
+        return Clock::time_point::max();
+    if (!(seconds > seconds.zero())) // behind us, or no number
+        return now;
+    return now + std::chrono::ceil<Clock::duration>(duration);
+}
+
 /// What happens once a state is complete. Destroyed right after it ran.
 class FUTURES_EXPORT Continuation
 {
