@@ -91,6 +91,12 @@ TEST(ExceptionTest, numbersTheKindsOfAFamilyAndNothingElse)
     EXPECT_EQ(subCode(ReadOnlyException("")), -1);
 }
 
+TEST(ExceptionTest, givesTheSubCodeAsAnInt)
+{
+    static_assert(std::is_same_v<decltype(BaseException("").errorSubCode()), int>);
+    static_assert(std::is_same_v<decltype(LogicErrorException("").errorSubCode()), int>);
+}
+
 TEST(ExceptionTest, tracesInTheOrderOfAdding)
 {
     RuntimeErrorException exception("message");
@@ -148,9 +154,11 @@ TEST(ExceptionTest, leavesTheSourceOfAMoveWhole)
     BaseException source("message");
     source.addTrace("name");
 
-    const BaseException moved(std::move(source)); // NOLINT(performance-move-const-arg)
+    // NOLINTNEXTLINE(performance-move-const-arg): that the move copies is what is tested
+    const BaseException moved(std::move(source));
 
-    EXPECT_STREQ(source.what(), "message"); // NOLINT(bugprone-use-after-move)
+    // NOLINTNEXTLINE(bugprone-use-after-move): that the source stays whole is what is tested
+    EXPECT_STREQ(source.what(), "message");
     EXPECT_EQ(source.trace(), moved.trace());
 }
 

@@ -182,6 +182,17 @@ TEST(LoggerTest, writesToQtsCategoriesByDefault)
                             QtMessage{QtWarningMsg, "tesk.general", "from below"}));
 }
 
+TEST(LoggerTest, takesALevelThatItDoesNotKnowForAnErrorByDefault)
+{
+    sQtMessages.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(keepQtMessage);
+
+    logger(LogService::Tool).record(static_cast<LogLevel>(7), "") << "strange";
+    qInstallMessageHandler(previous);
+
+    EXPECT_THAT(sQtMessages, ElementsAre(QtMessage{QtCriticalMsg, "tesk.tool", "strange"}));
+}
+
 TEST(LoggerTest, obeysQtsRulesByDefault)
 {
     sQtMessages.clear();

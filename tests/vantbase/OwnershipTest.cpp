@@ -39,6 +39,12 @@ TEST(OwnershipTest, keepsTheMarkInObjectsMadeForItWithoutADynamicProperty)
     EXPECT_FALSE(isStealingOwnershipForbidden(&unmarked));
 }
 
+TEST(OwnershipTest, takesNull)
+{
+    EXPECT_NO_THROW(forbidStealingOwnership(static_cast<QObject *>(nullptr)));
+    EXPECT_FALSE(isStealingOwnershipForbidden(nullptr));
+}
+
 TEST(OwnershipTest, leavesParentAndThreadAsTheyAre)
 {
     QObject parent;

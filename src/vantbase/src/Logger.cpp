@@ -34,14 +34,15 @@ void writeToCategory(const LogMessage &message)
     switch (message.level) {
     case LogLevel::Info:
         qCInfo(category, "%s", line.constData());
-        break;
+        return;
     case LogLevel::Warning:
         qCWarning(category, "%s", line.constData());
-        break;
+        return;
     case LogLevel::Error:
-        qCCritical(category, "%s", line.constData());
         break;
     }
+    // A level that nobody knows must not get lost either.
+    qCCritical(category, "%s", line.constData());
 }
 
 class SinkHolder
