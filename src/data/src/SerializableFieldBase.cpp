@@ -93,4 +93,18 @@ void SerializableFieldBase::markChanged() const
     m_owner.contentChanged();
 }
 
+void SerializableFieldBase::notifyChanged(bool differs, qsizetype index, const QVariant &key) const
+{
+    try {
+        notify(FieldEvent::Phase::Changed, index, key);
+    } catch (...) {
+        // The content is another one all the same: a database must not miss that.
+        if (differs)
+            markChanged();
+        throw;
+    }
+    if (differs)
+        markChanged();
+}
+
 } // namespace Tesk::Data

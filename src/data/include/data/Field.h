@@ -32,9 +32,8 @@ public:
     void set(T value)
     {
         checkWritable();
-        const bool differs = !(value == m_value);
-        if (differs || hasEffectiveOption(NotifyEqualAssignments))
-            assign(std::move(value), differs);
+        if (!(value == m_value) || hasEffectiveOption(NotifyEqualAssignments))
+            assign(std::move(value));
     }
 
     void resetToDefault() override
@@ -42,7 +41,7 @@ public:
         checkWritable();
         T value = T();
         if (!(value == m_value))
-            assign(std::move(value), true);
+            assign(std::move(value));
     }
 
     void copyFrom(const SerializableFieldBase &other) override
@@ -51,7 +50,7 @@ public:
         const T &value = static_cast<const Field &>(other).get();
         checkWritable();
         if (!(value == m_value))
-            assign(FieldValue::copy(value), true);
+            assign(FieldValue::copy(value));
     }
 
     bool isEqual(const SerializableFieldBase &other) const override
@@ -76,9 +75,7 @@ public:
             return;
         const bool differs = !(value == m_value);
         replace(std::move(value));
-        notify(FieldEvent::Phase::Changed);
-        if (differs)
-            markChanged();
+        notifyChanged(differs);
     }
 
     void adoptOwnerThread() override { FieldValue::adoptThread(m_value, owner()); }
@@ -87,13 +84,12 @@ public:
     QVariant toVariant() const override { return FieldValue::toVariant(get()); }
 
 private:
-    void assign(T &&value, bool differs)
+    void assign(T &&value)
     {
         notify(FieldEvent::Phase::AboutToChange);
+        const bool differs = !(value == m_value); // now: who heard of it may have set it
         replace(std::move(value));
-        notify(FieldEvent::Phase::Changed);
-        if (differs)
-            markChanged();
+        notifyChanged(differs);
     }
 
     void replace(T &&value)

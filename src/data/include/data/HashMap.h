@@ -46,12 +46,12 @@ public:
         const const_iterator place = m_entries.lower_bound(key);
         if (place != m_entries.end() && !(key < place->first))
             return false;
-        notifyKey(FieldEvent::Phase::AboutToChange, key);
-        const const_iterator added = m_entries.emplace(std::move(key), std::move(value)).first;
+        notifyAbout(key);
+        // Who heard of it may have added the entry already.
+        const auto [added, isNew] = m_entries.emplace(std::move(key), std::move(value));
         FieldValue::hold(added->second, &mutableOwner());
-        notifyKey(FieldEvent::Phase::Changed, added->first);
-        markChanged();
-        return true;
+        notifyDone(isNew, added->first);
+        return isNew;
     }
 
     /// Adds an entry or replaces its value; an equal value is left alone.
@@ -59,17 +59,19 @@ public:
     {
         checkWritable();
         const const_iterator found = m_entries.find(key);
-        const bool differs = found == m_entries.end() || !(found->second == value);
-        if (!differs && !hasEffectiveOption(NotifyEqualAssignments))
+        if (found != m_entries.end() && found->second == value
+            && !hasEffectiveOption(NotifyEqualAssignments)) {
             return;
-        notifyKey(FieldEvent::Phase::AboutToChange, key);
-        V &slot = m_entries[key];
+        }
+        notifyAbout(key);
+        // Looked up anew: who heard of it may have changed the map.
+        const auto [entry, isNew] = m_entries.try_emplace(key);
+        V &slot = entry->second;
+        const bool differs = isNew || !(slot == value);
         FieldValue::hold(slot, nullptr);
         slot = std::move(value);
         FieldValue::hold(slot, &mutableOwner());
-        notifyKey(FieldEvent::Phase::Changed, key);
-        if (differs)
-            markChanged();
+        notifyDone(differs, key);
     }
 
     /// False, and nothing happens, when there is no such key.
@@ -79,15 +81,15 @@ public:
         if (!m_entries.contains(key))
             return false;
         const K removed = key; // the caller's may be the one in the map
-        notifyKey(FieldEvent::Phase::AboutToChange, removed);
+        notifyAbout(removed);
         const auto found = m_entries.find(removed);
-        if (found != m_entries.end()) {
+        const bool isThere = found != m_entries.end(); // who heard of it may have removed it
+        if (isThere) {
             FieldValue::hold(found->second, nullptr);
             m_entries.erase(found);
         }
-        notifyKey(FieldEvent::Phase::Changed, removed);
-        markChanged();
-        return true;
+        notifyDone(isThere, removed);
+        return isThere;
     }
 
     void clear()
@@ -139,9 +141,7 @@ public:
             Map read = readItems(parent);
             const bool differs = !(read == m_entries);
             swapIn(std::move(read));
-            notify(FieldEvent::Phase::Changed);
-            if (differs)
-                markChanged();
+            notifyChanged(differs);
         } catch (Exception::Data::SerializationException &error) {
             error.addTrace(name().toStdString());
             throw;
@@ -171,10 +171,15 @@ private:
         return m_entries;
     }
 
-    void notifyKey(FieldEvent::Phase phase, const K &key) const
+    void notifyAbout(const K &key) const
     {
         if (isNotifying())
-            notify(phase, -1, FieldValue::toVariant(key));
+            notify(FieldEvent::Phase::AboutToChange, -1, FieldValue::toVariant(key));
+    }
+
+    void notifyDone(bool differs, const K &key) const
+    {
+        notifyChanged(differs, -1, isNotifying() ? FieldValue::toVariant(key) : QVariant());
     }
 
     Map readItems(const Serialization::Node &parent) const
@@ -196,9 +201,9 @@ private:
     void replaceAll(Map &&entries)
     {
         notify(FieldEvent::Phase::AboutToChange);
+        const bool differs = !(entries == m_entries); // now: who heard of it may have changed it
         swapIn(std::move(entries));
-        notify(FieldEvent::Phase::Changed);
-        markChanged();
+        notifyChanged(differs);
     }
 
     void swapIn(Map &&entries)

@@ -23,6 +23,8 @@ class Node;
 /// Ownership: a member of its owner; registered once, in the owner's constructor.
 /// Threads: not thread-safe; used on the thread of its owner.
 /// Errors: every mutation of a read-only field raises a ReadOnlyException and changes nothing.
+/// What is thrown by who hears an event reaches the caller: from before the change nothing has
+/// changed, from after it the change stands.
 /// Persistence: the name and the order of registration are part of the stored form.
 class DATA_EXPORT SerializableFieldBase
 {
@@ -80,6 +82,9 @@ protected:
     void notify(FieldEvent::Phase phase, qsizetype index = -1, const QVariant &key = {}) const;
     /// To be called once after each mutation that made a difference.
     void markChanged() const;
+    /// Sends the event after a mutation; then marks it if it made a difference, also where
+    /// who hears the event throws.
+    void notifyChanged(bool differs, qsizetype index = -1, const QVariant &key = {}) const;
 
 private:
     friend class SerializableData;

@@ -17,7 +17,8 @@ namespace Tesk::Data {
 /// A field that holds an ordered list.
 ///
 /// Ownership, threads and errors as for SerializableFieldBase; references and iterators are
-/// invalid after a change, as those of a std::vector.
+/// invalid after a change, as those of a std::vector. Where somebody who hears of a change
+/// shortens the list, an insertion goes to its end and a removal may find nothing to remove.
 /// Persistence: an array sub-node of the field's name with one item for each element.
 template<class T>
 class Vector : public VectorBase
@@ -59,10 +60,10 @@ public:
         checkWritable();
         checkIndex(index, size() + 1);
         notify(FieldEvent::Phase::AboutToChange, index);
+        index = std::min(index, size());
         const auto added = m_values.insert(m_values.begin() + index, std::move(value));
         FieldValue::hold(*added, &mutableOwner());
-        notify(FieldEvent::Phase::Changed, index);
-        markChanged();
+        notifyChanged(true, index);
     }
 
     /// Raises an InvalidArgumentException for an index that is not below size().
@@ -70,41 +71,40 @@ public:
     {
         checkWritable();
         checkIndex(index, size());
-        erase(index);
-        markChanged();
+        notify(FieldEvent::Phase::AboutToChange, index);
+        notifyChanged(erase(index), index);
     }
 
     /// Removes the elements for which \a predicate holds and gives their number.
     ///
-    /// Asks from the last to the first. Linear without events; with events each element is
-    /// removed by itself, as the events say.
+    /// Asks from the last to the first; \a predicate must not change the field. Linear without
+    /// events; with events each element is removed by itself, as the events say.
     template<class Predicate>
     qsizetype removeIf(Predicate predicate)
     {
         checkWritable();
-        const qsizetype before = size();
+        qsizetype removed = 0;
         try {
             if (isNotifying())
-                eraseOneByOne(predicate);
+                eraseOneByOne(predicate, removed);
             else
-                compact(predicate);
+                compact(predicate, removed);
         } catch (...) {
-            // Whatever the predicate throws, what was removed before is a change.
-            if (static_cast<qsizetype>(m_values.size()) != before)
+            // Whatever is thrown, what was removed before is a change.
+            if (removed > 0)
                 markChanged();
             throw;
         }
-        const qsizetype removed = before - static_cast<qsizetype>(m_values.size());
         if (removed > 0)
             markChanged();
         return removed;
     }
 
-    /// Replaces all elements, as one change of the whole field; equal ones are left alone.
+    /// Replaces all elements, as one change of the whole field; equal ones as Field::set() does.
     void assign(std::vector<T> values)
     {
         checkWritable();
-        if (!(values == m_values))
+        if (!(values == m_values) || hasEffectiveOption(NotifyEqualAssignments))
             replaceAll(std::move(values));
     }
 
@@ -155,9 +155,7 @@ public:
             std::vector<T> read = readItems(parent);
             const bool differs = !(read == m_values);
             swapIn(std::move(read));
-            notify(FieldEvent::Phase::Changed);
-            if (differs)
-                markChanged();
+            notifyChanged(differs);
         } catch (Exception::Data::SerializationException &error) {
             error.addTrace(name().toStdString());
             throw;
@@ -198,9 +196,9 @@ private:
     void replaceAll(std::vector<T> &&values)
     {
         notify(FieldEvent::Phase::AboutToChange);
+        const bool differs = !(values == m_values); // now: who heard of it may have changed it
         swapIn(std::move(values));
-        notify(FieldEvent::Phase::Changed);
-        markChanged();
+        notifyChanged(differs);
     }
 
     void swapIn(std::vector<T> &&values)
@@ -216,32 +214,39 @@ private:
             FieldValue::hold(value, holder);
     }
 
-    void erase(qsizetype index)
+    // False where there is no such element: who heard of the removal may have taken it away.
+    bool erase(qsizetype index)
     {
-        notify(FieldEvent::Phase::AboutToChange, index);
+        if (index >= size())
+            return false;
         FieldValue::hold(m_values[static_cast<std::size_t>(index)], nullptr);
         m_values.erase(m_values.begin() + index);
-        notify(FieldEvent::Phase::Changed, index);
+        return true;
     }
 
     template<class Predicate>
-    void eraseOneByOne(Predicate &predicate)
+    void eraseOneByOne(Predicate &predicate, qsizetype &removed)
     {
-        for (qsizetype index = size() - 1; index >= 0; --index) {
-            if (predicate(std::as_const(m_values[static_cast<std::size_t>(index)])))
-                erase(index);
+        for (qsizetype end = size(); end > 0; end = std::min(end, size())) {
+            const qsizetype index = --end;
+            if (!predicate(std::as_const(m_values[static_cast<std::size_t>(index)])))
+                continue;
+            notify(FieldEvent::Phase::AboutToChange, index);
+            removed += erase(index) ? 1 : 0;
+            notify(FieldEvent::Phase::Changed, index);
         }
     }
 
     // Kept elements move towards the end; the gap before them is closed once.
     template<class Predicate>
-    void compact(Predicate &predicate)
+    void compact(Predicate &predicate, qsizetype &removed)
     {
         Gap gap(m_values);
         while (gap.first > 0) {
             T &element = m_values[gap.first - 1];
             const bool removes = predicate(std::as_const(element));
             --gap.first;
+            removed += removes ? 1 : 0;
             if (removes)
                 FieldValue::hold(element, nullptr);
             else if (--gap.last != gap.first)
