@@ -115,6 +115,59 @@ TEST_F(HashMapTest, leavesAnEqualValueAlone)
     EXPECT_THAT(listener.changed, IsEmpty());
 }
 
+TEST_F(HashMapTest, sendsBothEventsForAnEqualOverwriteWhenAskedTo)
+{
+    Owner always(sNotify | Base::NotifyEqualAssignments);
+    always.numbers.insert(QStringLiteral("a"), 1);
+    always.takeHeard();
+    always.setChangeListener(&listener);
+
+    always.numbers.overwrite(QStringLiteral("a"), 1);
+
+    EXPECT_THAT(always.heard, ElementsAre("before numbers [a]", "after numbers [a]"));
+    EXPECT_THAT(listener.changed, IsEmpty());
+}
+
+TEST_F(HashMapTest, copiesEqualEntriesSilentlyEvenWhenEqualAssignmentsCount)
+{
+    Owner target(sNotify | Base::NotifyEqualAssignments);
+    target.numbers.copyFrom(numbers);
+    EXPECT_THAT(target.takeHeard(), ElementsAre("before numbers", "after numbers"));
+    EXPECT_TRUE(target.numbers.isEqual(numbers));
+
+    target.numbers.copyFrom(numbers);
+
+    EXPECT_THAT(target.heard, IsEmpty());
+}
+
+TEST_F(HashMapTest, isSilentWithoutTheNotifyOption)
+{
+    Owner silent{Base::Options()};
+    const Document document;
+
+    silent.numbers.insert(QStringLiteral("a"), 1);
+    silent.numbers.overwrite(QStringLiteral("a"), 2);
+    silent.numbers.remove(QStringLiteral("a"));
+    silent.numbers.copyFrom(numbers);
+    silent.numbers.clear();
+    silent.numbers.deserialize(document.root());
+
+    EXPECT_THAT(silent.heard, IsEmpty());
+}
+
+TEST_F(HashMapTest, canBeReadWhenReadOnly)
+{
+    Owner fixed(Base::ReadOnly | Base::NotifyChanges);
+    const Document document;
+    Node root = document.root();
+    numbers.serialize(root);
+
+    fixed.numbers.deserialize(root);
+
+    EXPECT_TRUE(fixed.numbers.isEqual(numbers));
+    EXPECT_THAT(fixed.heard, ElementsAre("before numbers", "after numbers"));
+}
+
 TEST_F(HashMapTest, addsAnEntryWhenOverwritingAnAbsentKey)
 {
     numbers.overwrite(QStringLiteral("c"), 0);

@@ -1,5 +1,6 @@
 #include "StandIns.h"
 
+#include <data/ClassRegistry.h>
 #include <data/Document.h>
 #include <data/Serialization.h>
 
@@ -371,6 +372,27 @@ TEST_F(ShellTest, letsAnotherThreadWaitForTheWholeContent)
 
 // --- clones
 
+namespace {
+
+class NoObject : public SharedObjectBase
+{
+};
+
+/// Owns a record that cannot be created by name.
+class OwnsOne : public Listening
+{
+public:
+    OwnsOne()
+        : owned(*this, QStringLiteral("owned"), {})
+    {
+        registerField(owned);
+    }
+
+    HashMap<int, std::unique_ptr<NeedsArgument, QObjectDeleteLater>> owned;
+};
+
+} // namespace
+
 class CloneTest : public testing::Test
 {
 protected:
@@ -448,6 +470,56 @@ TEST_F(CloneTest, diesByDeferredDeletion)
     EXPECT_TRUE(copy);
     TestSupport::drainDeferredDeletes();
     EXPECT_FALSE(copy);
+}
+
+TEST_F(CloneTest, isMadeByTheFactoryWhereOnlyThatCan)
+{
+    const int id = qRegisterMetaType<FactoryMade>("Tesk::Data::FactoryMade");
+    ClassRegistry::registerFactory(id, &FactoryMade::make);
+    const std::shared_ptr<FactoryMade> original = FactoryMade::make();
+    original->number.set(7);
+
+    const auto copy = std::dynamic_pointer_cast<FactoryMade>(original->clone());
+
+    ASSERT_TRUE(copy);
+    EXPECT_NE(copy, original);
+    EXPECT_EQ(copy->number.get(), 7);
+    EXPECT_EQ(copy->sharedFromThis(), copy);
+    ClassRegistry::registerFactory(id, {});
+}
+
+TEST_F(CloneTest, raisesWhereTheFactoryMakesNoSerializableObject)
+{
+    const TestSupport::RecordedLog log;
+    const int id = qRegisterMetaType<FactoryMade>("Tesk::Data::FactoryMade");
+    ClassRegistry::registerFactory(id, [] { return std::make_shared<NoObject>(); });
+
+    try {
+        FactoryMade::make()->clone();
+        ADD_FAILURE() << "nothing was raised";
+    } catch (const Exception::Data::SerializationException &error) {
+        EXPECT_STREQ(error.what(), "Cannot clone an object of class \"Tesk::Data::FactoryMade\": "
+                                   "its factory makes no serializable objects");
+    }
+    ClassRegistry::registerFactory(id, {});
+}
+
+TEST_F(CloneTest, raisesForAnOwnedRecordThatCannotBeCreated)
+{
+    const TestSupport::RecordedLog log;
+    OwnsOne original;
+    original.owned.insert(1,
+                          std::unique_ptr<NeedsArgument, QObjectDeleteLater>(new NeedsArgument(1)));
+    OwnsOne copy;
+
+    try {
+        copy.owned.copyFrom(original.owned);
+        ADD_FAILURE() << "nothing was raised";
+    } catch (const Exception::Data::SerializationException &error) {
+        EXPECT_STREQ(error.what(), "Cannot clone a record of class \"Tesk::Data::NeedsArgument\": "
+                                   "it has no default constructor");
+    }
+    EXPECT_TRUE(copy.owned.empty());
 }
 
 TEST_F(CloneTest, raisesForAClassThatCannotBeCreated)

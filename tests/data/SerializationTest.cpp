@@ -226,6 +226,47 @@ TEST_F(SerializationTest, raisesForARecordOfAnUnknownClass)
     EXPECT_THAT(traceOfReading(root, target), ElementsAre("second", "types", "Fields"));
 }
 
+TEST_F(SerializationTest, releasesAnOwnedObjectByDeferredDeletionWhereNullIsStored)
+{
+    TestSupport::drainDeferredDeletes();
+    RecordPointer record = makeRecord("old");
+    Node node = document.root().addObject("null");
+    serializeToNode(node, static_cast<const SerializableData *>(nullptr));
+
+    deserializeFromNode(node, record);
+
+    EXPECT_FALSE(record);
+    EXPECT_EQ(TestSupport::drainDeferredDeletes(), 1);
+}
+
+TEST_F(SerializationTest, releasesAnOwnedObjectByDeferredDeletionWhereAnotherIsStored)
+{
+    TestSupport::drainDeferredDeletes();
+    RecordPointer record = makeRecord("old");
+
+    deserializeFromNode(second(), record);
+
+    EXPECT_EQ(record->implementationRef.get().id, QByteArray("id"));
+    EXPECT_EQ(TestSupport::drainDeferredDeletes(), 1);
+}
+
+TEST_F(SerializationTest, readsAnObjectWhoseNullAttributeIsFalse)
+{
+    second().setAttribute("nullptr", false);
+
+    deserializeFromNode(root, target);
+
+    EXPECT_EQ(target.types.begin()->second->implementationRef.get().id, QByteArray("id"));
+}
+
+TEST_F(SerializationTest, raisesForANullAttributeThatIsNoTruthValue)
+{
+    second().setAttribute("nullptr", 1);
+
+    EXPECT_EQ(errorOfReading(root, target), "Cannot read attribute \"nullptr\": it holds an "
+                                            "unsigned integer, expected a truth value");
+}
+
 TEST_F(SerializationTest, raisesForARecordOfAnotherClassThanTheMapHolds)
 {
     second().setClassInfo(QStringLiteral("Tesk::Data::Parameter"), 100);
@@ -332,7 +373,12 @@ TEST_F(SerializationTest, raisesForANumberThatDoesNotFit)
     EXPECT_EQ(value, 7U);
     node.setValue(-129);
     qint8 small = 7;
-    EXPECT_THROW(deserializeFromNode(node, small), Exception::Data::SerializationException);
+    try {
+        deserializeFromNode(node, small);
+        ADD_FAILURE() << "nothing was raised";
+    } catch (const Exception::Data::SerializationException &error) {
+        EXPECT_STREQ(error.what(), "The number -129 is out of range: expected -128 to 127");
+    }
     EXPECT_EQ(small, 7);
 }
 
@@ -359,6 +405,29 @@ TEST_F(SerializationTest, restoresVariantsWithTheirTypes)
         EXPECT_EQ(read.typeId(), value.typeId());
         EXPECT_EQ(read, value) << value.typeName();
     }
+}
+
+TEST_F(SerializationTest, namesWhatAListOrAVariantLacks)
+{
+    const auto errorOf = [](const Node &node, auto value) -> std::string {
+        const auto before = value;
+        try {
+            deserializeFromNode(node, value);
+        } catch (const Exception::Data::NotFoundException &error) {
+            EXPECT_EQ(value, before);
+            return error.what();
+        }
+        return "nothing was raised";
+    };
+    Node texts = document.root().addObject("texts");
+    Node variants = document.root().addObject("variants");
+    variants.setAttribute("type", "QVariantList");
+    Node variant = document.root().addObject("variant");
+    variant.setAttribute("type", "int");
+
+    EXPECT_EQ(errorOf(texts, QStringList{QStringLiteral("a")}), "Node not found: items");
+    EXPECT_EQ(errorOf(variants, QVariant(7)), "Node not found: items");
+    EXPECT_EQ(errorOf(variant, QVariant(7)), "Node not found: value");
 }
 
 TEST_F(SerializationTest, refusesToWriteAVariantWithoutAStoredForm)

@@ -138,6 +138,19 @@ NeedsArgument::NeedsArgument(int /*argument*/)
 
 NeedsArgument::~NeedsArgument() = default;
 
+std::shared_ptr<FactoryMade> FactoryMade::make()
+{
+    return adopt(new FactoryMade(badge()));
+}
+
+FactoryMade::FactoryMade(const SharedObjectBadge & /*badge*/)
+    : number(*this, QStringLiteral("number"), {})
+{
+    registerField(number);
+}
+
+FactoryMade::~FactoryMade() = default;
+
 void registerStandIns()
 {
     qRegisterMetaType<Record>("Tesk::Data::Record");

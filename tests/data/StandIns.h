@@ -7,6 +7,7 @@
 #include <data/Vector.h>
 
 #include <vantbase/QObjectDeleteLater.h>
+#include <vantbase/SharedObject.h>
 
 #include <QByteArray>
 #include <QMetaType>
@@ -121,6 +122,19 @@ class NeedsArgument : public SerializableData
 public:
     explicit NeedsArgument(int argument);
     ~NeedsArgument() override;
+};
+
+/// Made by a factory and by nothing else, as assets are.
+class FactoryMade : public SerializableData, public SharedObject<FactoryMade>
+{
+    Q_OBJECT
+public:
+    static std::shared_ptr<FactoryMade> make();
+
+    explicit FactoryMade(const SharedObjectBadge &badge);
+    ~FactoryMade() override;
+
+    Field<int> number;
 };
 
 /// Gives the classes above their versions and meta-types.

@@ -252,6 +252,19 @@ TEST_F(VectorTest, assignsAsOneChangeUnlessTheElementsAreEqual)
     EXPECT_THAT(owner.heard, IsEmpty());
 }
 
+TEST_F(VectorTest, assignsEqualElementsWithBothEventsWhenAskedTo)
+{
+    Owner always(sNotify | Base::NotifyEqualAssignments);
+    fill(always.implementations, {"x"});
+    always.takeHeard();
+    always.setChangeListener(&listener);
+
+    always.implementations.assign({Reference{"x"}});
+
+    EXPECT_THAT(always.heard, ElementsAre("before implementations", "after implementations"));
+    EXPECT_THAT(listener.changed, IsEmpty());
+}
+
 TEST_F(VectorTest, copiesAsOneChangeUnlessTheElementsAreEqual)
 {
     Owner target(sNotify | Base::NotifyEqualAssignments);
