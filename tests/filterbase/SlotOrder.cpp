@@ -3,6 +3,7 @@
 
 #include <filterbase/DynamicFilterAsset.h>
 #include <filterbase/FilterDescAsset.h>
+#include <filterbase/FilterException.h>
 #include <filterbase/ImplementationInfo.h>
 #include <filterbase/StaticFilter.h>
 
