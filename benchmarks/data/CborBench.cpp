@@ -1,3 +1,5 @@
+#include "../support/Alternating.h"
+
 #include <data/Cbor.h>
 
 #include <benchmark/benchmark.h>
@@ -7,14 +9,15 @@
 #include <QFloat16>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+using namespace Tesk;
 using namespace Tesk::Data::Serialization;
 
 namespace {
@@ -243,19 +246,11 @@ QByteArray qtEncode(const Document &document)
 
 double nanosecondsOf(int repetitions, const std::function<void()> &work)
 {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = Clock::now();
-    for (int i = 0; i < repetitions; ++i)
-        work();
-    const std::chrono::duration<double, std::nano> spent = Clock::now() - start;
-    return spent.count() / repetitions;
-}
-
-double median(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    const double seconds = Benchmarks::secondsOf([&] {
+        for (int i = 0; i < repetitions; ++i)
+            work();
+    });
+    return seconds / repetitions * 1e9;
 }
 
 // Takes turns, so that both sides meet the same machine; "ratio" is Qt's median over ours.
@@ -269,9 +264,11 @@ void besideQt(benchmark::State &state, const std::function<void()> &ours,
         ourTimes.push_back(nanosecondsOf(turn, ours));
         qtTimes.push_back(nanosecondsOf(turn, qts));
     }
-    state.counters["ours_ns"] = median(ourTimes);
-    state.counters["qt_ns"] = median(qtTimes);
-    state.counters["ratio"] = median(qtTimes) / median(ourTimes);
+    const double ourTime = Benchmarks::median(std::move(ourTimes));
+    const double qtTime = Benchmarks::median(std::move(qtTimes));
+    state.counters["ours_ns"] = ourTime;
+    state.counters["qt_ns"] = qtTime;
+    state.counters["ratio"] = qtTime / ourTime;
 }
 
 struct Filter
