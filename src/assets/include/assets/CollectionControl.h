@@ -7,7 +7,8 @@
 
 /// Changes to collections and to what people see of the assets in them.
 ///
-/// Threads: any. Errors: store errors pass; a null collection or reference is left alone.
+/// Threads: any. Errors: store errors pass; a null collection is left alone. A null reference can be
+/// an item like any other; there is nothing of it to hide.
 namespace Tesk::Assets {
 
 class CollectionAsset;
