@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 namespace Tesk::NodeLibrary {
 
 // Far beyond what people write, and safely below what an asset's body may hold.
-static constexpr qsizetype sLongestNodeDef = 8 * 1024 * 1024;
+static constexpr qsizetype sLongestNodeDef = qsizetype(8) * 1024 * 1024;
 
 LibraryUnion::LibraryUnion(const std::vector<HeldImplementation> &held,
                            const std::vector<ReadLibrary> &read)
