@@ -4,6 +4,7 @@
 
 #include <data/ClassRegistry.h>
 #include <support/Printers.h>
+#include <vantbase/Exception.h>
 
 #include <gtest/gtest.h>
 
@@ -95,6 +96,49 @@ TEST(ParameterDescTest, tellsALimitOfZeroFromNoLimit)
 
     EXPECT_EQ(read.minimum, QVariant(0));
     EXPECT_FALSE(read.maximum.isValid());
+}
+
+// What a table of a file may hold that this library has not written.
+template<class T>
+static void expectLeftWhereTheLastMemberIsSpoiled(const T &good, const char *lastMember, T other)
+{
+    Data::Serialization::Document document;
+    Data::Serialization::Node root = document.root();
+    serializeToNode(root, good);
+    Data::Serialization::Node spoiled = root.findObject(lastMember);
+    root.removeChild(lastMember);
+    spoiled = root.addObject(lastMember);
+    spoiled.addObject("unexpected");
+    const T before = other;
+
+    EXPECT_THROW(deserializeFromNode(document.root(), other),
+                 Exception::Data::SerializationException);
+    EXPECT_EQ(other, before);
+}
+
+TEST(ParameterDescTest, leavesEachPartAsItWasWhereAMemberCannotBeRead)
+{
+    expectLeftWhereTheLastMemberIsSpoiled<ParameterRange>({1, 2, 3, 4, 5}, "step", {6, 7, 8, 9, 0});
+    expectLeftWhereTheLastMemberIsSpoiled<ParameterEnumeration>(
+            {{QStringLiteral("a")}, {1}}, "values", {{QStringLiteral("b")}, {2}});
+    expectLeftWhereTheLastMemberIsSpoiled<ParameterPresentation>(
+            {.label = QStringLiteral("a"), .advanced = true}, "advanced",
+            {.label = QStringLiteral("b")});
+}
+
+TEST(ParameterDescTest, refusesAUidThatIsNoUnsignedNumberOf32Bits)
+{
+    for (const qint64 uid : {qint64(-1), qint64(1) << 32}) {
+        Data::Serialization::Document document;
+        Data::Serialization::Node root = document.root();
+        serializeToNode(root, ParameterDesc());
+        root.findObject("Fields").findObject("uid").setValue(uid);
+        ParameterDesc read;
+        read.uid.set(3);
+
+        EXPECT_THROW(deserializeFromNode(root, read), Exception::Data::SerializationException);
+        EXPECT_EQ(read.uid.get(), 3U);
+    }
 }
 
 TEST(ParameterDescTest, canBeMadeByNameAsSoonAsTheLibraryIsLoaded)

@@ -1,5 +1,7 @@
 #include <renderablebase/RenderableAsset.h>
 
+#include "RoundTrip.h"
+
 #include <futures/future.h>
 #include <support/DeferredDeletes.h>
 #include <support/Printers.h>
@@ -45,6 +47,18 @@ TEST(RenderableAssetTest, followsEveryPolicyUnlessASubclassCannot)
     for (const auto policy :
          {ResolutionPolicy::Inherited, ResolutionPolicy::FromInput, ResolutionPolicy::Fixed})
         EXPECT_EQ(drawing->actualResolutionPolicy(policy), policy);
+}
+
+TEST(RenderableAssetTest, everyPolicyComesBackFromItsStoredForm)
+{
+    for (const auto policy :
+         {ResolutionPolicy::Inherited, ResolutionPolicy::FromInput, ResolutionPolicy::Fixed}) {
+        ResolutionPolicy read = ResolutionPolicy::Inherited;
+
+        RenderableBaseTesting::readStored(RenderableBaseTesting::stored(policy), read);
+
+        EXPECT_EQ(read, policy);
+    }
 }
 
 TEST(RenderableAssetTest, isFoundFromAPlainAssetByItsMetaObject)

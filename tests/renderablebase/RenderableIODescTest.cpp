@@ -178,6 +178,46 @@ TEST(RenderableIODescTest, takesItsPartsAlongToAnotherThread)
     EXPECT_EQ(description->outputs.at(0)->thread(), QThread::currentThread());
 }
 
+TEST(RenderableIODescTest, leavesPartsThatLiveElsewhereWhereTheyAre)
+{
+    const auto foreign = parameter(QStringLiteral("a"), 1); // lives on this thread
+    std::shared_ptr<RenderableIODesc> description;
+    const std::unique_ptr<QThread> worker(QThread::create([&] {
+        description = std::make_shared<RenderableIODesc>();
+        description->parameters.append(foreign);
+        description->parameters.append(nullptr);
+        description->moveWholeTo(QCoreApplication::instance()->thread());
+    }));
+    worker->start();
+    worker->wait();
+
+    EXPECT_EQ(description->thread(), QThread::currentThread());
+    EXPECT_EQ(foreign->thread(), QThread::currentThread());
+}
+
+TEST(RenderableIODescTest, comesBackWithUidsOfAllBitsAndTextsThatAreEmptyOrNearlyAlike)
+{
+    RenderableIODesc description;
+    description.parameters.append(parameter(QString(), 0));
+    description.parameters.append(parameter(QStringLiteral("Scale"), 0x80000000U));
+    description.parameters.append(parameter(QStringLiteral("scale"), 0xffffffffU));
+    description.parameters.append(parameter(QStringLiteral("scale "), 0x7fffffffU));
+    description.parameters.append(nullptr);
+    RenderableIODesc read;
+
+    readStored(stored(description), read);
+
+    for (const bool cached : {false, true}) {
+        if (cached)
+            read.updateCache();
+        EXPECT_EQ(read.parameterByIdentifier(QString()), read.parameters.at(0));
+        EXPECT_EQ(read.parameterByIdentifier(QStringLiteral("Scale")), read.parameters.at(1));
+        EXPECT_EQ(read.parameterByUid(0xffffffffU), read.parameters.at(2));
+        EXPECT_EQ(read.parameterByUid(0x80000000U), read.parameters.at(1));
+    }
+    EXPECT_EQ(read.parameters.at(4), nullptr);
+}
+
 TEST(RenderableIODescTest, canBeMadeByNameAsSoonAsTheLibraryIsLoaded)
 {
     const std::unique_ptr<Data::SerializableData> made(

@@ -4,6 +4,8 @@
 
 #include <data/Serialization.h>
 
+#include <utility>
+
 namespace Tesk::RenderableBase {
 
 // Stored in user files: never rename.
@@ -57,11 +59,11 @@ void writeMember(Node &node, const char *name, const T &value)
     serializeToNode(member, value);
 }
 
+// What is not there stays as it is.
 template<class T>
 void readMember(const Node &node, const char *name, T &value)
 {
-    if (!deserializeObjectFromSubnode(node, name, value, false))
-        value = T();
+    deserializeObjectFromSubnode(node, name, value, false);
 }
 
 } // namespace
@@ -77,11 +79,13 @@ void serializeToNode(Node &node, const RenderableBase::ParameterRange &range)
 
 void deserializeFromNode(const Node &node, RenderableBase::ParameterRange &range)
 {
-    readMember(node, "min", range.minimum);
-    readMember(node, "max", range.maximum);
-    readMember(node, "softMin", range.softMinimum);
-    readMember(node, "softMax", range.softMaximum);
-    readMember(node, "step", range.step);
+    RenderableBase::ParameterRange read; // whole or not at all
+    readMember(node, "min", read.minimum);
+    readMember(node, "max", read.maximum);
+    readMember(node, "softMin", read.softMinimum);
+    readMember(node, "softMax", read.softMaximum);
+    readMember(node, "step", read.step);
+    range = std::move(read);
 }
 
 void serializeToNode(Node &node, const RenderableBase::ParameterEnumeration &enumeration)
@@ -117,15 +121,17 @@ void serializeToNode(Node &node, const RenderableBase::ParameterPresentation &pr
 
 void deserializeFromNode(const Node &node, RenderableBase::ParameterPresentation &presentation)
 {
-    readMember(node, "label", presentation.label);
-    readMember(node, "group", presentation.group);
-    readMember(node, "documentation", presentation.documentation);
-    readMember(node, "unit", presentation.unit);
-    readMember(node, "unitType", presentation.unitType);
-    readMember(node, "colorSpace", presentation.colorSpace);
-    readMember(node, "hint", presentation.hint);
-    readMember(node, "uniform", presentation.uniform);
-    readMember(node, "advanced", presentation.advanced);
+    RenderableBase::ParameterPresentation read; // whole or not at all
+    readMember(node, "label", read.label);
+    readMember(node, "group", read.group);
+    readMember(node, "documentation", read.documentation);
+    readMember(node, "unit", read.unit);
+    readMember(node, "unitType", read.unitType);
+    readMember(node, "colorSpace", read.colorSpace);
+    readMember(node, "hint", read.hint);
+    readMember(node, "uniform", read.uniform);
+    readMember(node, "advanced", read.advanced);
+    presentation = std::move(read);
 }
 
 } // namespace Tesk::Data::Serialization

@@ -49,6 +49,7 @@ public:
     /// on the calling thread. Must be called on the description's own thread.
     void moveWholeTo(QThread *thread);
 
+    /// Drops the look-up with a change of the list; an override has to call it.
     void modelHasChanged(const Data::FieldEvent &event) override;
     void onLoadedFromDisk() override;
 
