@@ -104,11 +104,11 @@ IODescMerger::Position IODescMerger::arrive(const Parameter &parameter, Position
     return entry;
 }
 
+// The order of the twins does not matter: sortUids() sees to that of their uids.
 void IODescMerger::addTwin(const Parameter &parameter, Position first)
 {
-    while (m_entries[first].twin != sNone)
-        first = m_entries[first].twin;
-    const Position entry = link({.parameter = parameter, .isTwin = true}, m_tail);
+    const Position twin = m_entries[first].twin;
+    const Position entry = link({.parameter = parameter, .twin = twin, .isTwin = true}, m_tail);
     m_entries[first].twin = entry;
 }
 
