@@ -30,14 +30,8 @@ void registerFakeAssets()
     registerFake<PlainAsset>();
 }
 
-static future<Thumbnail> askForThumbnail(const FakeAnswers &answers, const std::stop_token &token)
-{
-    answers.calls.emplace_back("getEmbeddedThumbnail");
-    return answers.thumbnail ? answers.thumbnail(token) : make_ready_future(Thumbnail());
-}
-
 FakeFilter::FakeFilter(const SharedObjectBadge &badge, Data::SerializableData *parent)
-    : RenderableBase::RenderableAsset(badge, parent)
+    : FakeAsset(badge, parent)
     , variation(*this, sVariationField, Data::SerializableFieldBase::NotifyChanges)
 {
     registerField(variation);
@@ -55,44 +49,10 @@ const QString &FakeFilter::category() const
     return sCategory;
 }
 
-void FakeFilter::removeExternalSourceUrlIfNotLastOne(const QUrl &url)
-{
-    answers.removedUrls.push_back(url);
-}
-
-QUrl FakeFilter::getSourceFileUrl() const
-{
-    answers.calls.emplace_back("getSourceFileUrl");
-    return answers.url;
-}
-
-std::vector<QUrl> FakeFilter::getSourceFileUrls() const
-{
-    answers.calls.emplace_back("getSourceFileUrls");
-    return answers.urls;
-}
-
-QString FakeFilter::defaultThumbnailPath() const
-{
-    answers.calls.emplace_back("defaultThumbnailPath");
-    return answers.thumbnailPath;
-}
-
-future<Thumbnail> FakeFilter::getEmbeddedThumbnail(std::stop_token stopToken) const
-{
-    return askForThumbnail(answers, stopToken);
-}
-
-bool FakeFilter::requiresVyrSignature() const
-{
-    answers.calls.emplace_back("requiresVyrSignature");
-    return answers.requiresSignature;
-}
-
 std::shared_ptr<const RenderableBase::RenderableIODesc>
 FakeFilter::getIODesc(const Tweaks &tweaks) const
 {
-    answers.calls.emplace_back("getIODesc");
+    answers.note("getIODesc");
     lastTweaks = tweaks;
     return description;
 }
@@ -100,12 +60,12 @@ FakeFilter::getIODesc(const Tweaks &tweaks) const
 RenderableBase::ResolutionPolicy
 FakeFilter::actualResolutionPolicy(RenderableBase::ResolutionPolicy requested) const
 {
-    answers.calls.emplace_back("actualResolutionPolicy");
+    answers.note("actualResolutionPolicy");
     return policy ? policy(requested) : requested;
 }
 
 PlainAsset::PlainAsset(const SharedObjectBadge &badge, Data::SerializableData *parent)
-    : Assets::Asset(badge, parent)
+    : FakeAsset(badge, parent)
 {}
 
 std::shared_ptr<PlainAsset> PlainAsset::make()
@@ -118,40 +78,6 @@ const QString &PlainAsset::category() const
 {
     static const QString sCategory = QStringLiteral("plain");
     return sCategory;
-}
-
-void PlainAsset::removeExternalSourceUrlIfNotLastOne(const QUrl &url)
-{
-    answers.removedUrls.push_back(url);
-}
-
-QUrl PlainAsset::getSourceFileUrl() const
-{
-    answers.calls.emplace_back("getSourceFileUrl");
-    return answers.url;
-}
-
-std::vector<QUrl> PlainAsset::getSourceFileUrls() const
-{
-    answers.calls.emplace_back("getSourceFileUrls");
-    return answers.urls;
-}
-
-QString PlainAsset::defaultThumbnailPath() const
-{
-    answers.calls.emplace_back("defaultThumbnailPath");
-    return answers.thumbnailPath;
-}
-
-future<Thumbnail> PlainAsset::getEmbeddedThumbnail(std::stop_token stopToken) const
-{
-    return askForThumbnail(answers, stopToken);
-}
-
-bool PlainAsset::requiresVyrSignature() const
-{
-    answers.calls.emplace_back("requiresVyrSignature");
-    return answers.requiresSignature;
 }
 
 Thumbnail surfaceOf(char shade)

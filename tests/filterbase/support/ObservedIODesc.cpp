@@ -25,6 +25,8 @@ void ObservedIODesc::modelHasChanged(const Data::FieldEvent &event)
         return;
     events().emplace_back(static_cast<int>(event.phase), event.index);
     sizes().push_back(parameters.size());
+    if (readOnlyFrom() != 0 && events().size() >= readOnlyFrom())
+        parameters.throwReadOnlyError();
 }
 
 ObservedIODesc::Events &ObservedIODesc::events()
@@ -38,5 +40,15 @@ std::vector<qsizetype> &ObservedIODesc::sizes()
     static std::vector<qsizetype> sSizes;
     return sSizes;
 }
+
+std::size_t &ObservedIODesc::readOnlyFrom()
+{
+    static std::size_t sReadOnlyFrom = 0;
+    return sReadOnlyFrom;
+}
+
+UncopyableIODesc::UncopyableIODesc(int)
+    : RenderableBase::RenderableIODesc(nullptr)
+{}
 
 } // namespace FilterBaseTesting

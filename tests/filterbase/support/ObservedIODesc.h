@@ -3,7 +3,7 @@
 #include <data/FieldEvent.h>
 #include <renderablebase/RenderableIODesc.h>
 
-#include <string>
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -26,6 +26,17 @@ public:
 
     static Events &events();                ///< of all objects of the class, since the last clear()
     static std::vector<qsizetype> &sizes(); ///< of the list at each event
+
+    /// From which event on, counted from 1, the list calls itself read-only; 0 for never.
+    static std::size_t &readOnlyFrom();
+};
+
+/// A description of a class that nobody can make a copy of.
+class UncopyableIODesc : public Tesk::RenderableBase::RenderableIODesc
+{
+    Q_OBJECT
+public:
+    explicit UncopyableIODesc(int number);
 };
 
 } // namespace FilterBaseTesting
