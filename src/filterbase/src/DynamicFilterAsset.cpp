@@ -2,6 +2,7 @@
 
 #include <filterbase/UserDataKeys.h>
 
+#include "Answering.h"
 #include "IODescMerger.h"
 #include "ResolveWithIO.h"
 
@@ -111,6 +112,11 @@ const QString &DynamicFilterAsset::category() const
 
 QUrl DynamicFilterAsset::getSourceFileUrl() const
 {
+    const Answering answering(ownReference(), Answering::Question::SourceFile);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return {};
+    }
     const ImplementationInfo *const first = firstImplementation();
     const auto implementation = first ? first->implementationRef.get().asset() : nullptr;
     return implementation ? implementation->getSourceFileUrl() : QUrl();
@@ -139,6 +145,11 @@ QByteArray DynamicFilterAsset::generateId() const
 future<std::shared_ptr<Surfaces::Surface>>
 DynamicFilterAsset::getEmbeddedThumbnail(std::stop_token stopToken) const
 {
+    const Answering answering(ownReference(), Answering::Question::Thumbnail);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return make_ready_future(std::shared_ptr<Surfaces::Surface>());
+    }
     const ImplementationInfo *const first = firstImplementation();
     const auto implementation = first ? first->implementationRef.get().asset() : nullptr;
     if (!implementation)

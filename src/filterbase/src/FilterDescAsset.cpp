@@ -1,9 +1,11 @@
 #include <filterbase/FilterDescAsset.h>
 
+#include "Answering.h"
 #include "ResolveWithIO.h"
 #include "ThumbnailChain.h"
 
 #include <assets/Asset.h>
+#include <futures/future.h>
 #include <vantbase/Location.h>
 #include <vantbase/Logger.h>
 #include <vantbase/Raise.h>
@@ -16,6 +18,7 @@
 namespace Tesk::FilterBase {
 
 using RenderableBase::AssetWithIO;
+using Question = Answering::Question;
 using VantBase::logger;
 using VantBase::LogLevel;
 using VantBase::LogService;
@@ -47,7 +50,12 @@ const QString &FilterDescAsset::category() const
 
 void FilterDescAsset::removeExternalSourceUrlIfNotLastOne(const QUrl &url)
 {
-    for (const auto &reference : implementations) {
+    const Answering answering(ownReference(), Question::ForgetFile);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return;
+    }
+    for (const auto &reference : listed()) {
         if (const auto implementation = resolveWithIO(reference))
             implementation->removeExternalSourceUrlIfNotLastOne(url);
         else
@@ -57,10 +65,15 @@ void FilterDescAsset::removeExternalSourceUrlIfNotLastOne(const QUrl &url)
 
 QUrl FilterDescAsset::getSourceFileUrl() const
 {
+    const Answering answering(ownReference(), Question::SourceFile);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return {};
+    }
     QUrl expected;
     QUrl url;
     bool first = true;
-    for (const auto &reference : implementations) {
+    for (const auto &reference : listed()) {
         const auto implementation = resolveWithIO(reference);
         if (!implementation) {
             logNoIO(TESK_HERE, reference, ownReference());
@@ -81,13 +94,18 @@ QUrl FilterDescAsset::getSourceFileUrl() const
 
 std::vector<QUrl> FilterDescAsset::getSourceFileUrls() const
 {
+    const Answering answering(ownReference(), Question::SourceFiles);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return {};
+    }
     struct UrlHash
     {
         std::size_t operator()(const QUrl &url) const noexcept { return qHash(url); }
     };
     constexpr std::size_t buckets = 8;
     std::unordered_set<QUrl, UrlHash> urls(buckets);
-    for (const auto &reference : implementations) {
+    for (const auto &reference : listed()) {
         const auto implementation = resolveWithIO(reference);
         if (!implementation) {
             logNoIO(TESK_HERE, reference, ownReference());
@@ -106,7 +124,12 @@ bool FilterDescAsset::initMetaData(Tesk::Assets::MetaData &) const
 
 QString FilterDescAsset::defaultThumbnailPath() const
 {
-    for (const auto &reference : implementations) {
+    const Answering answering(ownReference(), Question::ThumbnailPath);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return {};
+    }
+    for (const auto &reference : listed()) {
         const auto implementation = reference.asset();
         if (!implementation)
             continue;
@@ -120,12 +143,22 @@ QString FilterDescAsset::defaultThumbnailPath() const
 future<std::shared_ptr<Surfaces::Surface>>
 FilterDescAsset::getEmbeddedThumbnail(std::stop_token stopToken) const
 {
+    const Answering answering(ownReference(), Question::Thumbnail);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return make_ready_future(std::shared_ptr<Surfaces::Surface>());
+    }
     return firstThumbnail(implementations.values(), std::move(stopToken));
 }
 
 bool FilterDescAsset::requiresVyrSignature() const
 {
-    for (const auto &reference : implementations) {
+    const Answering answering(ownReference(), Question::Signature);
+    if (answering.isRepeated()) {
+        logRepeated(TESK_HERE, ownReference());
+        return false;
+    }
+    for (const auto &reference : listed()) {
         const auto implementation = reference.asset();
         if (implementation && implementation->requiresVyrSignature())
             return true;
@@ -141,6 +174,12 @@ QList<QString> FilterDescAsset::specificDynamicDebugInfo() const
 std::shared_ptr<const RenderableBase::RenderableIODesc>
 FilterDescAsset::getIODesc(const std::unordered_map<unsigned int, QVariant> &tweaks) const
 {
+    const Answering answering(ownReference(), Question::Description);
+    if (answering.isRepeated()) {
+        VantBase::raiseRuntimeError(TESK_HERE,
+                                    QStringLiteral("The filter %1 is among its own implementations")
+                                            .arg(ownReference().debugInfo()));
+    }
     if (implementations.empty()) {
         VantBase::raiseRuntimeError(TESK_HERE,
                                     QStringLiteral("Asset with ref %1 has no implementations")
@@ -159,6 +198,12 @@ FilterDescAsset::getIODesc(const std::unordered_map<unsigned int, QVariant> &twe
                                    .arg(reference.debugInfo(), ownReference().debugInfo()));
     }
     return implementation->getIODesc(tweaks);
+}
+
+// A copy: whoever is asked may change the list, if only by being loaded and registering itself.
+std::vector<Assets::AssetReference> FilterDescAsset::listed() const
+{
+    return implementations.values();
 }
 
 } // namespace Tesk::FilterBase

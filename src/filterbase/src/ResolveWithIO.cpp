@@ -24,4 +24,10 @@ void logNoIO(const std::string &place, const Assets::AssetReference &implementat
             << " is not an AssetWithIO";
 }
 
+void logRepeated(const std::string &place, const Assets::AssetReference &filter)
+{
+    VantBase::logger(VantBase::LogService::Filter).record(VantBase::LogLevel::Warning, place)
+            << "The filter " << filter.debugInfo() << " is among its own implementations";
+}
+
 } // namespace Tesk::FilterBase

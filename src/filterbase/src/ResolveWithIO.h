@@ -15,4 +15,7 @@ std::shared_ptr<RenderableBase::AssetWithIO> resolveWithIO(const Assets::AssetRe
 void logNoIO(const std::string &place, const Assets::AssetReference &implementation,
              const Assets::AssetReference &filter);
 
+/// Warns that a question has come back to a filter that is answering it.
+void logRepeated(const std::string &place, const Assets::AssetReference &filter);
+
 } // namespace Tesk::FilterBase

@@ -1,5 +1,7 @@
 #include "ThumbnailChain.h"
 
+#include "Answering.h"
+
 #include <assets/Asset.h>
 #include <futures/promise.h>
 
@@ -31,7 +33,7 @@ public:
                 m_asked = m_references[m_next++].asset();
                 if (!m_asked)
                     continue;
-                const future<SurfacePtr> answer = m_asked->getEmbeddedThumbnail(m_stopToken);
+                const future<SurfacePtr> answer = ask();
                 if (!answer.is_valid())
                     continue;
                 if (!answer.is_ready()) {
@@ -50,6 +52,13 @@ public:
     }
 
 private:
+    // Not longer than this: whoever waits for the result is not asked by anybody here.
+    future<SurfacePtr> ask() const
+    {
+        const Answering answering(m_lineage);
+        return m_asked->getEmbeddedThumbnail(m_stopToken);
+    }
+
     void goOn(const future<SurfacePtr> &answer)
     {
         try {
@@ -81,6 +90,7 @@ private:
 
     const std::vector<Assets::AssetReference> m_references;
     const std::stop_token m_stopToken;
+    const Answering::Lineage m_lineage = Answering::lineage();
     std::size_t m_next = 0;
     std::shared_ptr<Assets::Asset> m_asked; // kept alive while it is asked
     promise<SurfacePtr> m_result;

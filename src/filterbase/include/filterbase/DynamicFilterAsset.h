@@ -41,7 +41,9 @@ using ImplementationMap = Data::HashMap<QString, ImplementationInfoPtr>;
 /// Ownership: made and owned by the asset database. Owns its records, shares its description
 /// with whoever asked for it.
 /// Threads: used on its own thread only; getEmbeddedThumbnail() from any.
-/// Errors: a read-only field that would be written raises the read-only error.
+/// Errors: a read-only field that would be written raises the read-only error. What an
+/// implementation raises passes. Where the filter leads back to itself it answers there as an
+/// empty one, with a warning.
 /// Persistence: both maps and the description as it was generated; it is not generated anew on
 /// loading, unless none was stored.
 class FILTERBASE_EXPORT DynamicFilterAsset : public RenderableBase::AssetWithIO
@@ -85,7 +87,8 @@ public:
     /// Returns the record filed under the usage, else under the type.
     ///
     /// Where there is neither: a record with a null reference, which translates every value to
-    /// nothing. The result is valid as long as the entry; inserts nothing.
+    /// nothing. The result is valid as long as the entry; inserts nothing. Cost: two look-ups in
+    /// ordered maps; the database is not read.
     const ImplementationInfo &getImplementationForUsageAndType(const QString &usage,
                                                                const QString &type) const;
 
@@ -118,6 +121,9 @@ public:
     /// own objects, uid included. An implementation without a description is passed over with a
     /// warning; where it is the first, everything stays as it is. Entries of a uid table are
     /// added and corrected, never removed.
+    ///
+    /// Where an implementation raises, or has a first description that cannot be copied, the old
+    /// description stays; uid tables may be renewed in part.
     ///
     /// Cost: linear in the parameters of all implementations, times the logarithm of a uid
     /// table's size. On a stored asset each corrected entry is a write: use a batch scope.

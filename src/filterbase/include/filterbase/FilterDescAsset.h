@@ -24,7 +24,12 @@ namespace Tesk::FilterBase {
 /// of the list, anew each time. The answers combine by rules that each operation states.
 ///
 /// An implementation that does not resolve, or that is no AssetWithIO where one is needed, is
-/// passed over; the operations that need an AssetWithIO log a warning for it.
+/// passed over; the operations that need an AssetWithIO log a warning for it. Where a filter leads
+/// back to itself it answers there as one without implementations, with a warning. What an
+/// implementation raises passes; those behind it are then not asked.
+///
+/// Cost: every operation resolves the implementations one by one, which reads the database for
+/// those that are not loaded.
 ///
 /// Ownership: made and owned by the asset database.
 /// Threads: used on its own thread only; the future of a thumbnail may be used anywhere.
@@ -73,11 +78,14 @@ public:
     /// Returns the description of the one implementation.
     ///
     /// Raises a RuntimeErrorException when there is none, more than one, or when the one is no
-    /// asset with a description.
+    /// asset with a description or leads back here.
     std::shared_ptr<const RenderableBase::RenderableIODesc>
     getIODesc(const std::unordered_map<unsigned int, QVariant> &tweaks) const override;
 
     Data::Vector<Assets::AssetReference> implementations; ///< earlier ones win
+
+private:
+    std::vector<Assets::AssetReference> listed() const;
 };
 
 } // namespace Tesk::FilterBase
