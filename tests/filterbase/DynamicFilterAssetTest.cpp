@@ -14,7 +14,9 @@
 #include <gtest/gtest.h>
 
 #include <QPointer>
+#include <QThread>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -148,6 +150,17 @@ TEST_F(DynamicFilterAssetTest, makesRecordsThatBelongToNobodyElse)
     EXPECT_TRUE(info.paramUidCorrespondance.empty());
 }
 
+TEST_F(DynamicFilterAssetTest, makesRecordsThatLiveOnItsOwnThreadWhoeverRegisters)
+{
+    const auto implementation = variation("a", QStringLiteral("default_float3"));
+    const std::unique_ptr<QThread> worker(QThread::create(
+            [&] { dynamic->registerImplementation(implementation->ownReference()); }));
+    worker->start();
+    worker->wait();
+
+    EXPECT_EQ(dynamic->types.begin()->second->thread(), QThread::currentThread());
+}
+
 TEST_F(DynamicFilterAssetTest, releasesRecordsThroughTheEventLoop)
 {
     registerVariation("a", "default_float3");
@@ -275,6 +288,7 @@ TEST_F(DynamicFilterAssetTest, refusesASecondImplementationOfAType)
                 placeIs("DynamicFilterAsset.cpp",
                         "Tesk::FilterBase::DynamicFilterAsset::registerImplementation()"));
     EXPECT_EQ(idOf(dynamic->types, "color"), "a");
+    EXPECT_THAT(dynamic->dependencies.values(), ElementsAre(dangling("a")));
     EXPECT_EQ(item(variableUsageUserDataKey), std::nullopt);
 }
 

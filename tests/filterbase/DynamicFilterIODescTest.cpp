@@ -2,6 +2,7 @@
 
 #include "support/FilterDatabase.h"
 #include "support/ObservedIODesc.h"
+#include "support/Stored.h"
 
 #include <data/Document.h>
 #include <data/Serialization.h>
@@ -310,6 +311,22 @@ TEST_F(DynamicFilterIODescTest, buildsTheLookUpOfTheMergedDescription)
     EXPECT_EQ(dynamic->ioDesc.get()->parameterByUid(3)->identifier.get(), QStringLiteral("x"));
 }
 
+// Only a look-up that was built before does not see a name that is written past it.
+TEST_F(DynamicFilterIODescTest, leavesTheMergedDescriptionWithItsLookUpInPlace)
+{
+    type("a", {"x"}, 3);
+    type("b", {"y"}, 4);
+    merged();
+    const auto description = dynamic->ioDesc.get();
+
+    for (const auto &parameter : description->parameters)
+        parameter->identifier.set(QStringLiteral("new"));
+
+    EXPECT_NE(description->parameterByIdentifier(QStringLiteral("x")), nullptr);
+    EXPECT_NE(description->parameterByIdentifier(QStringLiteral("y")), nullptr);
+    EXPECT_EQ(description->parameterByIdentifier(QStringLiteral("new")), nullptr);
+}
+
 TEST_F(DynamicFilterIODescTest, announcesEachInsertionToADescriptionThatListens)
 {
     ObservedIODesc::registerClass();
@@ -337,6 +354,20 @@ TEST_F(DynamicFilterIODescTest, movesADescriptionMadeByAWorkerToItsOwnThread)
 
     EXPECT_EQ(dynamic->ioDesc.get()->thread(), QThread::currentThread());
     EXPECT_EQ(dynamic->ioDesc.get()->parameters.at(0)->thread(), QThread::currentThread());
+}
+
+TEST_F(DynamicFilterIODescTest, movesADescriptionReadByAWorkerToItsOwnThread)
+{
+    dynamic->ioDesc.set(descriptionOf({"x"}));
+    const QByteArray bytes = FilterBaseTesting::stored(*dynamic);
+    const auto read = dynamicFilter("read");
+    const std::unique_ptr<QThread> worker(
+            QThread::create([&] { FilterBaseTesting::readStored(bytes, *read); }));
+    worker->start();
+    worker->wait();
+
+    EXPECT_EQ(read->ioDesc.get()->thread(), QThread::currentThread());
+    EXPECT_EQ(read->ioDesc.get()->parameters.at(0)->thread(), QThread::currentThread());
 }
 
 TEST_F(DynamicFilterIODescTest, generatesADescriptionWhenNoneWasStored)

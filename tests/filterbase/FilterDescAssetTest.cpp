@@ -172,6 +172,9 @@ TEST_F(FilterDescAssetTest, raisesWhereTheOneImplementationHasNoDescription)
             EXPECT_EQ(error.what(), message);
         }
         ASSERT_THAT(log.messages(), ElementsAre(isLogMessage(2, 2, message)));
+        EXPECT_THAT(
+                log.messages()[0].place,
+                placeIs("FilterDescAsset.cpp", "Tesk::FilterBase::FilterDescAsset::getIODesc()"));
     }
 }
 
@@ -218,6 +221,25 @@ TEST_F(FilterDescAssetTest, returnsTheSecondSourceFileWhereFirstAndThirdAgree)
 
     EXPECT_EQ(descriptor->getSourceFileUrl(), QUrl(QStringLiteral("file:///y")));
     EXPECT_EQ(log.messages().size(), 1U);
+}
+
+TEST_F(FilterDescAssetTest, returnsTheFirstSourceFileThatDiffersEvenIfItIsEmpty)
+{
+    listed("a", "file:///x");
+    listed("b");
+
+    EXPECT_EQ(descriptor->getSourceFileUrl(), QUrl());
+    EXPECT_EQ(log.messages().size(), 1U);
+}
+
+TEST_F(FilterDescAssetTest, hasNoSourceFileWhereNoImplementationHasOne)
+{
+    list(dangling());
+    list({});
+
+    EXPECT_EQ(descriptor->getSourceFileUrl(), QUrl());
+    EXPECT_THAT(log.messages(), ElementsAre(isLogMessage(2, 1, skipped(dangling())),
+                                            isLogMessage(2, 1, skipped({}))));
 }
 
 TEST_F(FilterDescAssetTest, skipsWhatHasNoSourceFileWithOneRecordEach)

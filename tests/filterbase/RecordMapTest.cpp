@@ -2,6 +2,8 @@
 
 #include "support/FilterDatabase.h"
 
+#include <filterbase/UserDataKeys.h>
+
 #include <data/Document.h>
 #include <data/Serialization.h>
 #include <support/DeferredDeletes.h>
@@ -285,6 +287,34 @@ TEST_F(RecordMapTest, anInsertionIsAnnouncedWithItsKey)
 
     EXPECT_THAT(dynamic->events,
                 ElementsAre(Event("types", 0, -1, "color"), Event("types", 1, -1, "color")));
+}
+
+TEST_F(RecordMapTest, aRegistrationIsAnnouncedPartByPart)
+{
+    const auto implementation =
+            filter("a", {{variationTypeUserDataKey, QStringLiteral("default_x,u")}});
+    dynamic->dependencies.append(dangling("other"));
+    dynamic->events.clear();
+
+    dynamic->registerImplementation(implementation->ownReference());
+
+    EXPECT_THAT(dynamic->events,
+                ElementsAre(Event("types", 0, -1, "x"), Event("types", 1, -1, "x"),
+                            Event("dependencies", 0, 1, ""), Event("dependencies", 1, 1, ""),
+                            Event("usages", 0, -1, "u"), Event("usages", 1, -1, "u")));
+}
+
+TEST_F(RecordMapTest, aMergeIsAnnouncedAsANewDescriptionAlone)
+{
+    const auto implementation = filter("a");
+    implementation->description = descriptionOf({"x"});
+    insert("x", recordOf(implementation->ownReference()));
+    dynamic->events.clear();
+
+    dynamic->generateIODesc();
+
+    EXPECT_THAT(dynamic->events,
+                ElementsAre(Event("ioDesc", 0, -1, ""), Event("ioDesc", 1, -1, "")));
 }
 
 TEST_F(RecordMapTest, equalContentInOtherRecordsIsNotEqual)

@@ -76,6 +76,8 @@ TEST_F(SerializationRegistrationTest, registersFactoriesForAssetsAlone)
     EXPECT_TRUE(ClassRegistry::hasFactory(FilterDescAsset::sTypeName));
     EXPECT_TRUE(ClassRegistry::hasFactory(DynamicFilterAsset::sTypeName));
     EXPECT_TRUE(ClassRegistry::hasFactory(sOldName));
+    EXPECT_THROW(ClassRegistry::createShared(ImplementationInfo::sTypeName),
+                 Exception::Data::SerializationException);
 }
 
 TEST_F(SerializationRegistrationTest, registersTheAssetsAsAssetTypes)
@@ -102,16 +104,17 @@ TEST_F(SerializationRegistrationTest, factoriesMakeEmptyAssetsThatCanShareThemse
 
 TEST_F(SerializationRegistrationTest, assetsOfAFactoryDieThroughTheEventLoop)
 {
-    auto asset = std::dynamic_pointer_cast<Assets::Asset>(
-            ClassRegistry::createShared(DynamicFilterAsset::sTypeName));
-    const QPointer<Assets::Asset> watch = asset.get();
+    for (const QString &name : {FilterDescAsset::sTypeName, DynamicFilterAsset::sTypeName}) {
+        auto asset = std::dynamic_pointer_cast<Assets::Asset>(ClassRegistry::createShared(name));
+        const QPointer<Assets::Asset> watch = asset.get();
 
-    asset.reset();
+        asset.reset();
 
-    ASSERT_FALSE(watch.isNull());
-    EXPECT_EQ(watch->sharedFromThis(), nullptr);
-    TestSupport::drainDeferredDeletes();
-    EXPECT_TRUE(watch.isNull());
+        ASSERT_FALSE(watch.isNull());
+        EXPECT_EQ(watch->sharedFromThis(), nullptr);
+        TestSupport::drainDeferredDeletes();
+        EXPECT_TRUE(watch.isNull());
+    }
 }
 
 TEST_F(SerializationRegistrationTest, readsTheOldNameOfADescriptorAsTheCurrentOne)
