@@ -20,14 +20,14 @@ protected:
     std::shared_ptr<NoteAsset> c;
 };
 
-TEST_F(AssetControlTest, givesANullNameForANullPointerAndIgnoresSettingIt)
+TEST_P(AssetControlTest, givesANullNameForANullPointerAndIgnoresSettingIt)
 {
     AssetControl::setName(nullptr, "Name");
 
     EXPECT_TRUE(AssetControl::getName(std::shared_ptr<Asset>()).isNull());
 }
 
-TEST_F(AssetControlTest, namesAnAssetThatIsInNoDatabase)
+TEST_P(AssetControlTest, namesAnAssetThatIsInNoDatabase)
 {
     const auto asset = NoteAsset::make();
 
@@ -38,7 +38,7 @@ TEST_F(AssetControlTest, namesAnAssetThatIsInNoDatabase)
     EXPECT_TRUE(asset->ownReference().isInvalid());
 }
 
-TEST_F(AssetControlTest, writesNothingWhenTheNameIsTheSame)
+TEST_P(AssetControlTest, writesNothingWhenTheNameIsTheSame)
 {
     const qint64 before = store.generation();
 
@@ -47,7 +47,7 @@ TEST_F(AssetControlTest, writesNothingWhenTheNameIsTheSame)
     EXPECT_EQ(store.generation(), before);
 }
 
-TEST_F(AssetControlTest, renamesAShellWithoutReadingItsBody)
+TEST_P(AssetControlTest, renamesAShellWithoutReadingItsBody)
 {
     reopen();
     const auto shell = note("a");
@@ -59,7 +59,7 @@ TEST_F(AssetControlTest, renamesAShellWithoutReadingItsBody)
     EXPECT_EQ(AssetControl::getName(note("a")), "New");
 }
 
-TEST_F(AssetControlTest, savesABodyAfterARename)
+TEST_P(AssetControlTest, savesABodyAfterARename)
 {
     AssetControl::setName(a, "New");
     a->text.set("changed");
@@ -71,7 +71,7 @@ TEST_F(AssetControlTest, savesABodyAfterARename)
     EXPECT_EQ(AssetControl::getName(note("a")), "Newer");
 }
 
-TEST_F(AssetControlTest, findsNewVersionsAlongAllLinks)
+TEST_P(AssetControlTest, findsNewVersionsAlongAllLinks)
 {
     a->nextVersion.set(b->ownReference());
     b->nextVersion.set(c->ownReference());
@@ -86,7 +86,7 @@ TEST_F(AssetControlTest, findsNewVersionsAlongAllLinks)
     EXPECT_EQ(c->getUptodateAssetInDB(), c);
 }
 
-TEST_F(AssetControlTest, countsANextVersionThatDoesNotResolve)
+TEST_P(AssetControlTest, countsANextVersionThatDoesNotResolve)
 {
     const AssetReference nobody = service->referenceFromId("nobody");
     a->nextVersion.set(nobody);
@@ -96,7 +96,7 @@ TEST_F(AssetControlTest, countsANextVersionThatDoesNotResolve)
     EXPECT_EQ(a->getUptodateAssetInDB(), a);
 }
 
-TEST_F(AssetControlTest, stopsAtAnAssetMetTwiceWithOneLogLine)
+TEST_P(AssetControlTest, stopsAtAnAssetMetTwiceWithOneLogLine)
 {
     // Only a scope lets a cycle live for a while: the store refuses it.
     const AssetDatabaseService::BatchScope scope(*service);
@@ -114,7 +114,7 @@ TEST_F(AssetControlTest, stopsAtAnAssetMetTwiceWithOneLogLine)
                         "\"B\" [b]")));
 }
 
-TEST_F(AssetControlTest, refusesACycleOfVersionsWhenItIsWrittenAndNamesBoth)
+TEST_P(AssetControlTest, refusesACycleOfVersionsWhenItIsWrittenAndNamesBoth)
 {
     const TestSupport::RecordedLog log;
     a->nextVersion.set(b->ownReference());
@@ -134,7 +134,7 @@ TEST_F(AssetControlTest, refusesACycleOfVersionsWhenItIsWrittenAndNamesBoth)
     EXPECT_EQ(a->nextVersion.get(), b->ownReference());
 }
 
-TEST_F(AssetControlTest, putsAnAssetBackWhoseCycleIsRefusedOutsideAScope)
+TEST_P(AssetControlTest, putsAnAssetBackWhoseCycleIsRefusedOutsideAScope)
 {
     const TestSupport::RecordedLog log;
     a->nextVersion.set(b->ownReference());
@@ -144,7 +144,7 @@ TEST_F(AssetControlTest, putsAnAssetBackWhoseCycleIsRefusedOutsideAScope)
     EXPECT_TRUE(b->nextVersion.get().isInvalid());
 }
 
-TEST_F(AssetControlTest, replacesDependenciesByOtherVersions)
+TEST_P(AssetControlTest, replacesDependenciesByOtherVersions)
 {
     a->dependencies.append(b->ownReference());
     a->dependencies.append(c->ownReference());
@@ -154,5 +154,7 @@ TEST_F(AssetControlTest, replacesDependenciesByOtherVersions)
     EXPECT_THAT(a->discoverChildren(), testing::ElementsAre(c->ownReference()));
     EXPECT_FALSE(a->mapChildrenToPreviousAndNextVersions({{b->ownReference(), c->ownReference()}}));
 }
+
+ASSETS_FOR_EVERY_STORE(AssetControlTest);
 
 } // namespace Tesk::Assets

@@ -20,7 +20,7 @@ class AssetDatabaseServiceTest : public DatabaseFixture
 {
 };
 
-TEST_F(AssetDatabaseServiceTest, isFoundByTheHashOfItsClassName)
+TEST_P(AssetDatabaseServiceTest, isFoundByTheHashOfItsClassName)
 {
     EXPECT_EQ(AssetDatabaseService::typeId(),
               VantBase::typeIdOf("Tesk::Assets::AssetDatabaseService"));
@@ -28,7 +28,7 @@ TEST_F(AssetDatabaseServiceTest, isFoundByTheHashOfItsClassName)
 
 // --- getOrCreateReferenceForInternalAsset
 
-TEST_F(AssetDatabaseServiceTest, createsAnEmptyStoredAssetForAnUnknownId)
+TEST_P(AssetDatabaseServiceTest, createsAnEmptyStoredAssetForAnUnknownId)
 {
     Status status = Status::Existing;
 
@@ -42,7 +42,7 @@ TEST_F(AssetDatabaseServiceTest, createsAnEmptyStoredAssetForAnUnknownId)
     EXPECT_TRUE(AssetControl::getName(reference.asset()).isNull());
 }
 
-TEST_F(AssetDatabaseServiceTest, returnsWhatHasTheIdWhateverItsClass)
+TEST_P(AssetDatabaseServiceTest, returnsWhatHasTheIdWhateverItsClass)
 {
     const auto asset = insertNote("a", {}, "Name");
     Status status = Status::Created;
@@ -55,7 +55,7 @@ TEST_F(AssetDatabaseServiceTest, returnsWhatHasTheIdWhateverItsClass)
     EXPECT_EQ(AssetControl::getName(asset), "Name");
 }
 
-TEST_F(AssetDatabaseServiceTest, findsACreatedButNeverFilledAssetAgainAfterReopening)
+TEST_P(AssetDatabaseServiceTest, findsACreatedButNeverFilledAssetAgainAfterReopening)
 {
     service->getOrCreateReferenceForInternalAsset("a", NoteAsset::sTypeName);
 
@@ -64,7 +64,7 @@ TEST_F(AssetDatabaseServiceTest, findsACreatedButNeverFilledAssetAgainAfterReope
     EXPECT_NE(note("a"), nullptr);
 }
 
-TEST_F(AssetDatabaseServiceTest, givesANullReferenceForAnUnknownType)
+TEST_P(AssetDatabaseServiceTest, givesANullReferenceForAnUnknownType)
 {
     Status status = Status::Existing;
 
@@ -75,7 +75,7 @@ TEST_F(AssetDatabaseServiceTest, givesANullReferenceForAnUnknownType)
     EXPECT_TRUE(reference.isInvalid());
 }
 
-TEST_F(AssetDatabaseServiceTest, givesAValidReferenceWithoutAssetWhenTheTypeHasNoFactory)
+TEST_P(AssetDatabaseServiceTest, givesAValidReferenceWithoutAssetWhenTheTypeHasNoFactory)
 {
     AssetDatabaseService::registerAssetType("Tesk::Assets::WithoutFactory");
     Status status = Status::Existing;
@@ -88,7 +88,7 @@ TEST_F(AssetDatabaseServiceTest, givesAValidReferenceWithoutAssetWhenTheTypeHasN
     EXPECT_EQ(reference.asset(), nullptr);
 }
 
-TEST_F(AssetDatabaseServiceTest, givesANullReferenceForAnEmptyId)
+TEST_P(AssetDatabaseServiceTest, givesANullReferenceForAnEmptyId)
 {
     Status status = Status::Existing;
 
@@ -97,7 +97,7 @@ TEST_F(AssetDatabaseServiceTest, givesANullReferenceForAnEmptyId)
     EXPECT_EQ(status, Status::InvalidId);
 }
 
-TEST_F(AssetDatabaseServiceTest, keepsAnAssetAliveThatOnlyAReferenceWasKeptOf)
+TEST_P(AssetDatabaseServiceTest, keepsAnAssetAliveThatOnlyAReferenceWasKeptOf)
 {
     const AssetReference reference =
             service->getOrCreateReferenceForInternalAsset("a", NoteAsset::sTypeName);
@@ -108,7 +108,7 @@ TEST_F(AssetDatabaseServiceTest, keepsAnAssetAliveThatOnlyAReferenceWasKeptOf)
 
 // --- internal assets
 
-TEST_F(AssetDatabaseServiceTest, makesInternalAssetsOfThisSessionOnly)
+TEST_P(AssetDatabaseServiceTest, makesInternalAssetsOfThisSessionOnly)
 {
     const auto asset = service->createInternalAsset("{1}", NoteAsset::sTypeName, "Name");
     ASSERT_NE(asset, nullptr);
@@ -123,14 +123,14 @@ TEST_F(AssetDatabaseServiceTest, makesInternalAssetsOfThisSessionOnly)
     EXPECT_EQ(service->statistics().storedAssets, 0U);
 }
 
-TEST_F(AssetDatabaseServiceTest, leavesAnInternalAssetWithANullNameUnnamed)
+TEST_P(AssetDatabaseServiceTest, leavesAnInternalAssetWithANullNameUnnamed)
 {
     const auto asset = service->createInternalAsset("{1}", NoteAsset::sTypeName, QString());
 
     EXPECT_TRUE(AssetControl::getName(asset).isNull());
 }
 
-TEST_F(AssetDatabaseServiceTest, makesNoInternalAssetOfAnUnknownTypeAndSaysSo)
+TEST_P(AssetDatabaseServiceTest, makesNoInternalAssetOfAnUnknownTypeAndSaysSo)
 {
     const TestSupport::RecordedLog log;
 
@@ -142,7 +142,7 @@ TEST_F(AssetDatabaseServiceTest, makesNoInternalAssetOfAnUnknownTypeAndSaysSo)
                         "registered, or has no factory")));
 }
 
-TEST_F(AssetDatabaseServiceTest, refusesAnInternalAssetUnderATakenId)
+TEST_P(AssetDatabaseServiceTest, refusesAnInternalAssetUnderATakenId)
 {
     const TestSupport::RecordedLog log;
     insertNote("a");
@@ -168,7 +168,7 @@ protected:
     }
 };
 
-TEST_F(MakeAssetPersistentTest, filesTheAssetUnderItsContentId)
+TEST_P(MakeAssetPersistentTest, filesTheAssetUnderItsContentId)
 {
     const auto asset = internalNote();
     asset->text.set("text");
@@ -184,14 +184,14 @@ TEST_F(MakeAssetPersistentTest, filesTheAssetUnderItsContentId)
     EXPECT_EQ(AssetControl::getName(note("content")), "Name");
 }
 
-TEST_F(MakeAssetPersistentTest, doesNotFindAnInternalAssetByItsContentId)
+TEST_P(MakeAssetPersistentTest, doesNotFindAnInternalAssetByItsContentId)
 {
     const auto asset = internalNote();
 
     EXPECT_EQ(service->getAssetFromId(asset->generateId()), nullptr);
 }
 
-TEST_F(MakeAssetPersistentTest, letsTheOldReferenceResolveButNotCompareEqual)
+TEST_P(MakeAssetPersistentTest, letsTheOldReferenceResolveButNotCompareEqual)
 {
     const auto asset = internalNote();
     const AssetReference before = asset->ownReference();
@@ -207,7 +207,7 @@ TEST_F(MakeAssetPersistentTest, letsTheOldReferenceResolveButNotCompareEqual)
     EXPECT_EQ(service->getAssetFromId("{1}"), nullptr);
 }
 
-TEST_F(MakeAssetPersistentTest, keepsMetadataAndVisibilityWrittenBefore)
+TEST_P(MakeAssetPersistentTest, keepsMetadataAndVisibilityWrittenBefore)
 {
     const auto asset = internalNote();
     asset->initial.set("from asset", 1, MetaDataItem::Integer);
@@ -224,7 +224,7 @@ TEST_F(MakeAssetPersistentTest, keepsMetadataAndVisibilityWrittenBefore)
     EXPECT_TRUE(CollectionControl::isHidden(reference));
 }
 
-TEST_F(MakeAssetPersistentTest, prefersTheMetadataThatIsPassed)
+TEST_P(MakeAssetPersistentTest, prefersTheMetadataThatIsPassed)
 {
     const auto asset = internalNote();
     MetaDataControl::setMetaDataValue(asset->ownReference(), "key", "written");
@@ -238,7 +238,7 @@ TEST_F(MakeAssetPersistentTest, prefersTheMetadataThatIsPassed)
               QVariant("passed"));
 }
 
-TEST_F(MakeAssetPersistentTest, keepsTheIdOfAnAssetWithoutContentId)
+TEST_P(MakeAssetPersistentTest, keepsTheIdOfAnAssetWithoutContentId)
 {
     const auto asset = internalNote();
     asset->contentId.clear();
@@ -252,7 +252,7 @@ TEST_F(MakeAssetPersistentTest, keepsTheIdOfAnAssetWithoutContentId)
     EXPECT_NE(note("{1}"), nullptr);
 }
 
-TEST_F(MakeAssetPersistentTest, refusesAContentIdThatIsTaken)
+TEST_P(MakeAssetPersistentTest, refusesAContentIdThatIsTaken)
 {
     const TestSupport::RecordedLog log;
     insertNote("content");
@@ -265,7 +265,7 @@ TEST_F(MakeAssetPersistentTest, refusesAContentIdThatIsTaken)
                                                   "[content] is taken"));
 }
 
-TEST_F(MakeAssetPersistentTest, onlyAddsMetadataToAnAssetThatIsPersistent)
+TEST_P(MakeAssetPersistentTest, onlyAddsMetadataToAnAssetThatIsPersistent)
 {
     const auto asset = insertNote("a");
     const auto metaData = std::make_shared<MetaData>();
@@ -277,7 +277,7 @@ TEST_F(MakeAssetPersistentTest, onlyAddsMetadataToAnAssetThatIsPersistent)
     EXPECT_EQ(MetaDataControl::getItem(service->referenceFromId("a"), "key"), QVariant("value"));
 }
 
-TEST_F(MakeAssetPersistentTest, storesItemsOfAnInternalCollection)
+TEST_P(MakeAssetPersistentTest, storesItemsOfAnInternalCollection)
 {
     const auto asset = std::dynamic_pointer_cast<CollectionAsset>(
             service->createInternalAsset("c", CollectionAsset::sTypeName, {}));
@@ -291,7 +291,7 @@ TEST_F(MakeAssetPersistentTest, storesItemsOfAnInternalCollection)
 
 // --- inserting
 
-TEST_F(AssetDatabaseServiceTest, storesAnInsertedAssetWithNameFieldsAndMetadata)
+TEST_P(AssetDatabaseServiceTest, storesAnInsertedAssetWithNameFieldsAndMetadata)
 {
     const auto asset = NoteAsset::make();
     asset->text.set("text");
@@ -312,7 +312,7 @@ TEST_F(AssetDatabaseServiceTest, storesAnInsertedAssetWithNameFieldsAndMetadata)
     EXPECT_EQ(MetaDataControl::getMetaData(reference), expected);
 }
 
-TEST_F(AssetDatabaseServiceTest, refusesToInsertWhatCannotBeFiled)
+TEST_P(AssetDatabaseServiceTest, refusesToInsertWhatCannotBeFiled)
 {
     const TestSupport::RecordedLog log;
     const auto asset = insertNote("a");
@@ -326,7 +326,7 @@ TEST_F(AssetDatabaseServiceTest, refusesToInsertWhatCannotBeFiled)
     EXPECT_EQ(service->statistics().storedAssets, 1U);
 }
 
-TEST_F(AssetDatabaseServiceTest, storesAChangedFieldAtOnce)
+TEST_P(AssetDatabaseServiceTest, storesAChangedFieldAtOnce)
 {
     const auto asset = insertNote("a");
 
@@ -339,7 +339,7 @@ TEST_F(AssetDatabaseServiceTest, storesAChangedFieldAtOnce)
                 testing::ElementsAre(service->referenceFromId("other")));
 }
 
-TEST_F(AssetDatabaseServiceTest, givesAnIdAgainAfterRemovalAndTheOldObjectIsOutOfIt)
+TEST_P(AssetDatabaseServiceTest, givesAnIdAgainAfterRemovalAndTheOldObjectIsOutOfIt)
 {
     const auto removed = insertNote("a", "removed");
     service->removeAsset(removed->ownReference());
@@ -354,7 +354,7 @@ TEST_F(AssetDatabaseServiceTest, givesAnIdAgainAfterRemovalAndTheOldObjectIsOutO
 
 // --- finding
 
-TEST_F(AssetDatabaseServiceTest, findsByTypeStoredAndInternalAssets)
+TEST_P(AssetDatabaseServiceTest, findsByTypeStoredAndInternalAssets)
 {
     insertNote("a");
     service->createInternalAsset("{1}", NoteAsset::sTypeName, {});
@@ -365,7 +365,7 @@ TEST_F(AssetDatabaseServiceTest, findsByTypeStoredAndInternalAssets)
                                               service->referenceFromId("{1}")));
 }
 
-TEST_F(AssetDatabaseServiceTest, findsByNameInAnyLetterCase)
+TEST_P(AssetDatabaseServiceTest, findsByNameInAnyLetterCase)
 {
     insertNote("a", {}, "Straße");
     insertNote("b", {}, "STRAßE");
@@ -376,7 +376,7 @@ TEST_F(AssetDatabaseServiceTest, findsByNameInAnyLetterCase)
                                               service->referenceFromId("b")));
 }
 
-TEST_F(AssetDatabaseServiceTest, visitsAllStoredAssetsUntilTheVisitorHasEnough)
+TEST_P(AssetDatabaseServiceTest, visitsAllStoredAssetsUntilTheVisitorHasEnough)
 {
     for (const char *id : {"a", "b", "c"})
         insertNote(id, {}, QString::fromLatin1(id).toUpper());
@@ -392,7 +392,7 @@ TEST_F(AssetDatabaseServiceTest, visitsAllStoredAssetsUntilTheVisitorHasEnough)
     EXPECT_THAT(seen, testing::ElementsAre("aA", "bB"));
 }
 
-TEST_F(AssetDatabaseServiceTest, seesWhatAnotherProcessStoredAtOnce)
+TEST_P(AssetDatabaseServiceTest, seesWhatAnotherProcessStoredAtOnce)
 {
     const auto other = openAnother();
     EXPECT_EQ(service->getAssetFromId("a"), nullptr);
@@ -407,7 +407,7 @@ TEST_F(AssetDatabaseServiceTest, seesWhatAnotherProcessStoredAtOnce)
 
 // --- the two names
 
-TEST_F(AssetDatabaseServiceTest, keepsTheRecordedNameApartFromTheAssetsOwn)
+TEST_P(AssetDatabaseServiceTest, keepsTheRecordedNameApartFromTheAssetsOwn)
 {
     const auto asset = insertNote("a", {}, "Own");
 
@@ -422,7 +422,7 @@ TEST_F(AssetDatabaseServiceTest, keepsTheRecordedNameApartFromTheAssetsOwn)
     EXPECT_EQ(AssetControl::getName(note("a")), "Both");
 }
 
-TEST_F(AssetDatabaseServiceTest, givesANullNameForWhatItDoesNotKnow)
+TEST_P(AssetDatabaseServiceTest, givesANullNameForWhatItDoesNotKnow)
 {
     EXPECT_TRUE(service->getNameFromRef(AssetReference()).isNull());
     EXPECT_TRUE(service->getNameFromRef(service->referenceFromId("nobody")).isNull());
@@ -430,7 +430,7 @@ TEST_F(AssetDatabaseServiceTest, givesANullNameForWhatItDoesNotKnow)
 
 // --- thumbnails
 
-TEST_F(AssetDatabaseServiceTest, keepsThumbnails)
+TEST_P(AssetDatabaseServiceTest, keepsThumbnails)
 {
     const Surfaces::Surface surface(QSize(1, 2), Surfaces::PixelFormat::Gray8, "ab");
     const AssetReference reference = insertNote("a")->ownReference();
@@ -445,7 +445,7 @@ TEST_F(AssetDatabaseServiceTest, keepsThumbnails)
     EXPECT_FALSE(service->getThumbnail(reference));
 }
 
-TEST_F(AssetDatabaseServiceTest, keepsTheThumbnailOfAnAssetThatBecomesPersistent)
+TEST_P(AssetDatabaseServiceTest, keepsTheThumbnailOfAnAssetThatBecomesPersistent)
 {
     const Surfaces::Surface surface(QSize(1, 2), Surfaces::PixelFormat::Gray8, "ab");
     const auto asset = service->createInternalAsset("{1}", NoteAsset::sTypeName, {});
@@ -459,7 +459,7 @@ TEST_F(AssetDatabaseServiceTest, keepsTheThumbnailOfAnAssetThatBecomesPersistent
 
 // --- a closed database
 
-TEST_F(AssetDatabaseServiceTest, refusesWritesAndAnswersReadsWithNothingOnceClosed)
+TEST_P(AssetDatabaseServiceTest, refusesWritesAndAnswersReadsWithNothingOnceClosed)
 {
     const TestSupport::RecordedLog log;
     const auto asset = insertNote("a", {}, "Name");
@@ -478,7 +478,7 @@ TEST_F(AssetDatabaseServiceTest, refusesWritesAndAnswersReadsWithNothingOnceClos
 
 // --- observers
 
-TEST_F(AssetDatabaseServiceTest, tellsObserversWhatWasStored)
+TEST_P(AssetDatabaseServiceTest, tellsObserversWhatWasStored)
 {
     using Kind = AssetChange::Kind;
     std::vector<std::pair<Kind, QByteArray>> seen;
@@ -507,7 +507,7 @@ TEST_F(AssetDatabaseServiceTest, tellsObserversWhatWasStored)
                         std::pair(Kind::ItemsChanged, "c"), std::pair(Kind::Removed, "a")));
 }
 
-TEST_F(AssetDatabaseServiceTest, countsWhatItHolds)
+TEST_P(AssetDatabaseServiceTest, countsWhatItHolds)
 {
     insertNote("a");
     insertNote("b");
@@ -525,5 +525,8 @@ TEST_F(AssetDatabaseServiceTest, countsWhatItHolds)
     EXPECT_EQ(figures.knownIds, 3U);
     EXPECT_GT(figures.recordBytes, 0U);
 }
+
+ASSETS_FOR_EVERY_STORE(AssetDatabaseServiceTest);
+ASSETS_FOR_EVERY_STORE(MakeAssetPersistentTest);
 
 } // namespace Tesk::Assets

@@ -12,7 +12,7 @@ class AssetReferenceTest : public DatabaseFixture
 {
 };
 
-TEST_F(AssetReferenceTest, isNullAndInvalidWhenDefaultConstructed)
+TEST_P(AssetReferenceTest, isNullAndInvalidWhenDefaultConstructed)
 {
     const AssetReference reference;
 
@@ -24,7 +24,7 @@ TEST_F(AssetReferenceTest, isNullAndInvalidWhenDefaultConstructed)
     EXPECT_EQ(reference, AssetReference());
 }
 
-TEST_F(AssetReferenceTest, isValidButResolvesToNullWhenNothingHasTheId)
+TEST_P(AssetReferenceTest, isValidButResolvesToNullWhenNothingHasTheId)
 {
     const AssetReference reference = service->referenceFromId("nobody");
 
@@ -33,7 +33,7 @@ TEST_F(AssetReferenceTest, isValidButResolvesToNullWhenNothingHasTheId)
     EXPECT_EQ(reference.debugInfo(), QStringLiteral("[nobody]"));
 }
 
-TEST_F(AssetReferenceTest, resolvesToTheSameObjectForEveryone)
+TEST_P(AssetReferenceTest, resolvesToTheSameObjectForEveryone)
 {
     const auto asset = insertNote("a", "text", "Name");
 
@@ -43,7 +43,7 @@ TEST_F(AssetReferenceTest, resolvesToTheSameObjectForEveryone)
     EXPECT_EQ(asset->ownReference().debugInfo(), QStringLiteral("\"Name\" [a]"));
 }
 
-TEST_F(AssetReferenceTest, staysValidAndResolvesToNullAfterRemoval)
+TEST_P(AssetReferenceTest, staysValidAndResolvesToNullAfterRemoval)
 {
     const AssetReference reference = insertNote("a")->ownReference();
 
@@ -55,7 +55,7 @@ TEST_F(AssetReferenceTest, staysValidAndResolvesToNullAfterRemoval)
     EXPECT_FALSE(service->removeAsset(reference));
 }
 
-TEST_F(AssetReferenceTest, resolvesToNullAfterTheDatabaseClosed)
+TEST_P(AssetReferenceTest, resolvesToNullAfterTheDatabaseClosed)
 {
     const AssetReference reference = insertNote("a")->ownReference();
 
@@ -66,7 +66,7 @@ TEST_F(AssetReferenceTest, resolvesToNullAfterTheDatabaseClosed)
     EXPECT_EQ(reference.asset(), nullptr);
 }
 
-TEST_F(AssetReferenceTest, resolvesAgainWhenTheSameStoreIsOpenedAgain)
+TEST_P(AssetReferenceTest, resolvesAgainWhenTheSameStoreIsOpenedAgain)
 {
     const AssetReference reference = insertNote("a", "text")->ownReference();
 
@@ -76,7 +76,7 @@ TEST_F(AssetReferenceTest, resolvesAgainWhenTheSameStoreIsOpenedAgain)
     EXPECT_EQ(std::dynamic_pointer_cast<NoteAsset>(reference.asset())->text.get(), "text");
 }
 
-TEST_F(AssetReferenceTest, comparesAndHashesByTheBytesOfTheIdAlone)
+TEST_P(AssetReferenceTest, comparesAndHashesByTheBytesOfTheIdAlone)
 {
     const auto other = AssetDatabaseService::open(std::make_unique<MemoryStore>());
     const AssetReference here = service->referenceFromId("a");
@@ -93,7 +93,7 @@ TEST_F(AssetReferenceTest, comparesAndHashesByTheBytesOfTheIdAlone)
     EXPECT_EQ((std::unordered_set<AssetReference>{here, there}).size(), 1U);
 }
 
-TEST_F(AssetReferenceTest, keepsTheExactBytesOfAnId)
+TEST_P(AssetReferenceTest, keepsTheExactBytesOfAnId)
 {
     const QByteArray id("\x00\xff"
                         "b",
@@ -103,7 +103,7 @@ TEST_F(AssetReferenceTest, keepsTheExactBytesOfAnId)
     EXPECT_NE(service->referenceFromId(id), service->referenceFromId(id.left(2)));
 }
 
-TEST_F(AssetReferenceTest, isAMetaTypeThatVariantsHold)
+TEST_P(AssetReferenceTest, isAMetaTypeThatVariantsHold)
 {
     const AssetReference reference = service->referenceFromId("a");
 
@@ -113,7 +113,7 @@ TEST_F(AssetReferenceTest, isAMetaTypeThatVariantsHold)
     EXPECT_EQ(variant.value<AssetReference>(), reference);
 }
 
-TEST_F(AssetReferenceTest, isWrittenAsTheBytesOfItsIdAndReadThroughTheService)
+TEST_P(AssetReferenceTest, isWrittenAsTheBytesOfItsIdAndReadThroughTheService)
 {
     VantBase::ServiceLocator::instance().registerService(AssetDatabaseService::typeId(), service);
     const Data::Serialization::Document document;
@@ -128,7 +128,7 @@ TEST_F(AssetReferenceTest, isWrittenAsTheBytesOfItsIdAndReadThroughTheService)
     EXPECT_EQ(read, service->referenceFromId("a"));
 }
 
-TEST_F(AssetReferenceTest, isReadAsNullFromNoBytes)
+TEST_P(AssetReferenceTest, isReadAsNullFromNoBytes)
 {
     const Data::Serialization::Document document;
     Data::Serialization::Node node = document.root().addObject("reference");
@@ -140,7 +140,7 @@ TEST_F(AssetReferenceTest, isReadAsNullFromNoBytes)
     EXPECT_EQ(read, AssetReference());
 }
 
-TEST_F(AssetReferenceTest, findsManyIdsAfterTheTableGrew)
+TEST_P(AssetReferenceTest, findsManyIdsAfterTheTableGrew)
 {
     std::vector<AssetReference> references;
     for (int number = 0; number < 5000; ++number)
@@ -153,5 +153,7 @@ TEST_F(AssetReferenceTest, findsManyIdsAfterTheTableGrew)
                   references[static_cast<std::size_t>(number)].record());
     }
 }
+
+ASSETS_FOR_EVERY_STORE(AssetReferenceTest);
 
 } // namespace Tesk::Assets

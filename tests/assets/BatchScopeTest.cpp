@@ -24,7 +24,7 @@ protected:
     }
 };
 
-TEST_F(BatchScopeTest, storesNothingBeforeItsCommitAndEverythingThen)
+TEST_P(BatchScopeTest, storesNothingBeforeItsCommitAndEverythingThen)
 {
     BatchScope scope(*service);
     insertNote("a", "text", "Name");
@@ -41,7 +41,7 @@ TEST_F(BatchScopeTest, storesNothingBeforeItsCommitAndEverythingThen)
     EXPECT_EQ(AssetControl::getName(note("a")), "Name");
 }
 
-TEST_F(BatchScopeTest, leftWithoutCommitLeavesNothingOfWhatItMade)
+TEST_P(BatchScopeTest, leftWithoutCommitLeavesNothingOfWhatItMade)
 {
     AssetReference created;
     AssetReference internal;
@@ -57,7 +57,7 @@ TEST_F(BatchScopeTest, leftWithoutCommitLeavesNothingOfWhatItMade)
     EXPECT_NE(insertNote("a"), nullptr); // the id is free again
 }
 
-TEST_F(BatchScopeTest, leftWithoutCommitPutsLiveAssetsBackToTheirStoredState)
+TEST_P(BatchScopeTest, leftWithoutCommitPutsLiveAssetsBackToTheirStoredState)
 {
     const auto asset = insertNote("a", "before", "Before");
     MetaDataControl::setMetaDataValue(asset->ownReference(), "key", "before");
@@ -84,7 +84,7 @@ TEST_F(BatchScopeTest, leftWithoutCommitPutsLiveAssetsBackToTheirStoredState)
     EXPECT_FALSE(service->getThumbnail(asset->ownReference()));
 }
 
-TEST_F(BatchScopeTest, saysWhichLiveAssetsWentBack)
+TEST_P(BatchScopeTest, saysWhichLiveAssetsWentBack)
 {
     const auto asset = insertNote("a", "before");
     std::vector<AssetChange> seen;
@@ -101,7 +101,7 @@ TEST_F(BatchScopeTest, saysWhichLiveAssetsWentBack)
                             {AssetChange::Kind::RolledBack, asset->ownReference(), false}}));
 }
 
-TEST_F(BatchScopeTest, leftWithoutCommitBringsRemovedAssetsBack)
+TEST_P(BatchScopeTest, leftWithoutCommitBringsRemovedAssetsBack)
 {
     const auto asset = insertNote("a", "text");
     {
@@ -116,7 +116,7 @@ TEST_F(BatchScopeTest, leftWithoutCommitBringsRemovedAssetsBack)
     EXPECT_EQ(asset->text.get(), "text");
 }
 
-TEST_F(BatchScopeTest, removesAndMakesTheSameIdInOneCommit)
+TEST_P(BatchScopeTest, removesAndMakesTheSameIdInOneCommit)
 {
     insertNote("a", "before");
     {
@@ -131,7 +131,7 @@ TEST_F(BatchScopeTest, removesAndMakesTheSameIdInOneCommit)
     EXPECT_EQ(note("a")->text.get(), "after");
 }
 
-TEST_F(BatchScopeTest, makesAndRemovesWithoutATrace)
+TEST_P(BatchScopeTest, makesAndRemovesWithoutATrace)
 {
     BatchScope scope(*service);
     const AssetReference reference = insertNote("a")->ownReference();
@@ -142,7 +142,7 @@ TEST_F(BatchScopeTest, makesAndRemovesWithoutATrace)
     EXPECT_EQ(reference.asset(), nullptr);
 }
 
-TEST_F(BatchScopeTest, leftWithoutCommitMakesAPersistentAssetInternalAgain)
+TEST_P(BatchScopeTest, leftWithoutCommitMakesAPersistentAssetInternalAgain)
 {
     const auto asset = std::dynamic_pointer_cast<NoteAsset>(
             service->createInternalAsset("{1}", NoteAsset::sTypeName, {}));
@@ -160,7 +160,7 @@ TEST_F(BatchScopeTest, leftWithoutCommitMakesAPersistentAssetInternalAgain)
     EXPECT_FALSE(isStored("content"));
 }
 
-TEST_F(BatchScopeTest, seesItsOwnChangesInEveryLookUp)
+TEST_P(BatchScopeTest, seesItsOwnChangesInEveryLookUp)
 {
     const auto asset = insertNote("a", {}, "Before");
     const auto gone = insertNote("gone", {}, "Before");
@@ -187,7 +187,7 @@ TEST_F(BatchScopeTest, seesItsOwnChangesInEveryLookUp)
                 testing::UnorderedElementsAre(asset->ownReference(), made->ownReference()));
 }
 
-TEST_F(BatchScopeTest, isSeenByNoOtherProcessBeforeItsCommit)
+TEST_P(BatchScopeTest, isSeenByNoOtherProcessBeforeItsCommit)
 {
     const auto other = openAnother();
     BatchScope scope(*service);
@@ -199,7 +199,7 @@ TEST_F(BatchScopeTest, isSeenByNoOtherProcessBeforeItsCommit)
     EXPECT_NE(other->getAssetFromId("a"), nullptr);
 }
 
-TEST_F(BatchScopeTest, insideAnotherScopeJoinsIt)
+TEST_P(BatchScopeTest, insideAnotherScopeJoinsIt)
 {
     {
         BatchScope outer(*service);
@@ -222,7 +222,7 @@ TEST_F(BatchScopeTest, insideAnotherScopeJoinsIt)
     EXPECT_FALSE(isStored("b"));
 }
 
-TEST_F(BatchScopeTest, doomsTheOuterScopeWhenLeftWithoutCommit)
+TEST_P(BatchScopeTest, doomsTheOuterScopeWhenLeftWithoutCommit)
 {
     const TestSupport::RecordedLog log;
     BatchScope outer(*service);
@@ -240,7 +240,7 @@ TEST_F(BatchScopeTest, doomsTheOuterScopeWhenLeftWithoutCommit)
     EXPECT_FALSE(isStored("a"));
 }
 
-TEST_F(BatchScopeTest, rollsBackAndSaysWhyWhenTheStoreRefuses)
+TEST_P(BatchScopeTest, rollsBackAndSaysWhyWhenTheStoreRefuses)
 {
     const TestSupport::RecordedLog log;
     const auto asset = insertNote("a", "before");
@@ -262,7 +262,7 @@ TEST_F(BatchScopeTest, rollsBackAndSaysWhyWhenTheStoreRefuses)
     EXPECT_EQ(asset->text.get(), "theirs");
 }
 
-TEST_F(BatchScopeTest, belongsToItsThreadAlone)
+TEST_P(BatchScopeTest, belongsToItsThreadAlone)
 {
     BatchScope scope(*service);
     insertNote("ours");
@@ -277,7 +277,7 @@ TEST_F(BatchScopeTest, belongsToItsThreadAlone)
     EXPECT_TRUE(isStored("ours"));
 }
 
-TEST_F(BatchScopeTest, takesAlongWhatAnotherThreadWritesOnAnAssetItMade)
+TEST_P(BatchScopeTest, takesAlongWhatAnotherThreadWritesOnAnAssetItMade)
 {
     {
         BatchScope scope(*service);
@@ -291,7 +291,7 @@ TEST_F(BatchScopeTest, takesAlongWhatAnotherThreadWritesOnAnAssetItMade)
     EXPECT_TRUE(CollectionControl::isHidden(service->referenceFromId("a")));
 }
 
-TEST_F(BatchScopeTest, isHarmlessWhenTheDatabaseClosesUnderIt)
+TEST_P(BatchScopeTest, isHarmlessWhenTheDatabaseClosesUnderIt)
 {
     const TestSupport::RecordedLog log;
     std::optional<BatchScope> scope;
@@ -305,7 +305,7 @@ TEST_F(BatchScopeTest, isHarmlessWhenTheDatabaseClosesUnderIt)
     EXPECT_FALSE(isStored("a"));
 }
 
-TEST_F(BatchScopeTest, writesNothingWhenNothingWasWritten)
+TEST_P(BatchScopeTest, writesNothingWhenNothingWasWritten)
 {
     const qint64 before = store.generation();
     BatchScope scope(*service);
@@ -314,7 +314,7 @@ TEST_F(BatchScopeTest, writesNothingWhenNothingWasWritten)
     EXPECT_EQ(store.generation(), before);
 }
 
-TEST_F(BatchScopeTest, putsCollectionsBack)
+TEST_P(BatchScopeTest, putsCollectionsBack)
 {
     const auto list = collection("c");
     const AssetReference a = service->referenceFromId("a");
@@ -330,7 +330,7 @@ TEST_F(BatchScopeTest, putsCollectionsBack)
     EXPECT_THAT(list->items(), testing::ElementsAre(a));
 }
 
-TEST_F(BatchScopeTest, givesAListTheOrderInWhichItWasStored)
+TEST_P(BatchScopeTest, givesAListTheOrderInWhichItWasStored)
 {
     const auto list = collection("c");
     const AssetReference early = service->referenceFromId("early");
@@ -346,7 +346,7 @@ TEST_F(BatchScopeTest, givesAListTheOrderInWhichItWasStored)
     EXPECT_THAT(collection("c")->items(), testing::ElementsAre(early, late));
 }
 
-TEST_F(BatchScopeTest, putsInternalCollectionsBackInTheirOrder)
+TEST_P(BatchScopeTest, putsInternalCollectionsBackInTheirOrder)
 {
     const auto list = std::dynamic_pointer_cast<CollectionAsset>(
             service->createInternalAsset("{c}", CollectionAsset::sTypeName, {}));
@@ -362,5 +362,7 @@ TEST_F(BatchScopeTest, putsInternalCollectionsBackInTheirOrder)
 
     EXPECT_THAT(list->items(), testing::ElementsAre(a, b));
 }
+
+ASSETS_FOR_EVERY_STORE(BatchScopeTest);
 
 } // namespace Tesk::Assets

@@ -10,7 +10,7 @@ protected:
     AssetReference ref(const QByteArray &id) const { return service->referenceFromId(id); }
 };
 
-TEST_F(CollectionTest, isAnAssetOfItsOwnCategory)
+TEST_P(CollectionTest, isAnAssetOfItsOwnCategory)
 {
     const auto list = collection("c");
 
@@ -22,7 +22,7 @@ TEST_F(CollectionTest, isAnAssetOfItsOwnCategory)
     EXPECT_EQ(list->getEmbeddedThumbnail({}).get(), nullptr);
 }
 
-TEST_F(CollectionTest, keepsTheOrderOfItsItemsAcrossReopening)
+TEST_P(CollectionTest, keepsTheOrderOfItsItemsAcrossReopening)
 {
     for (const char *id : {"z", "a", "m"})
         CollectionControl::appendAssetFromRef(collection("c"), ref(id));
@@ -32,7 +32,7 @@ TEST_F(CollectionTest, keepsTheOrderOfItsItemsAcrossReopening)
     EXPECT_THAT(collection("c")->items(), testing::ElementsAre(ref("z"), ref("a"), ref("m")));
 }
 
-TEST_F(CollectionTest, refusesASecondEntryOfTheSameIdSilently)
+TEST_P(CollectionTest, refusesASecondEntryOfTheSameIdSilently)
 {
     const auto list = collection("c");
     CollectionControl::appendAssetFromRef(list, ref("a"));
@@ -44,7 +44,7 @@ TEST_F(CollectionTest, refusesASecondEntryOfTheSameIdSilently)
     EXPECT_EQ(store.generation(), before);
 }
 
-TEST_F(CollectionTest, doesNothingWhenWhatIsRemovedIsNotThere)
+TEST_P(CollectionTest, doesNothingWhenWhatIsRemovedIsNotThere)
 {
     const auto list = collection("c");
     CollectionControl::appendAssetFromRef(list, ref("a"));
@@ -58,7 +58,7 @@ TEST_F(CollectionTest, doesNothingWhenWhatIsRemovedIsNotThere)
     EXPECT_EQ(store.generation(), before);
 }
 
-TEST_F(CollectionTest, forgetsARemovedItem)
+TEST_P(CollectionTest, forgetsARemovedItem)
 {
     const auto list = collection("c");
     for (const char *id : {"a", "b", "c"})
@@ -71,7 +71,7 @@ TEST_F(CollectionTest, forgetsARemovedItem)
     EXPECT_THAT(collection("c")->items(), testing::ElementsAre(ref("a"), ref("c")));
 }
 
-TEST_F(CollectionTest, holdsNullReferencesAndIdsThatNameNothing)
+TEST_P(CollectionTest, holdsNullReferencesAndIdsThatNameNothing)
 {
     CollectionControl::appendAssetFromRef(collection("c"), AssetReference());
     CollectionControl::appendAssetFromRef(collection("c"), ref("nobody"));
@@ -85,7 +85,7 @@ TEST_F(CollectionTest, holdsNullReferencesAndIdsThatNameNothing)
     EXPECT_EQ(items[1].asset(), nullptr);
 }
 
-TEST_F(CollectionTest, keepsARemovedAssetAsADanglingItem)
+TEST_P(CollectionTest, keepsARemovedAssetAsADanglingItem)
 {
     const auto list = collection("c");
     CollectionControl::appendAssetFromRef(list, insertNote("a")->ownReference());
@@ -96,7 +96,7 @@ TEST_F(CollectionTest, keepsARemovedAssetAsADanglingItem)
     EXPECT_EQ(list->items().front().asset(), nullptr);
 }
 
-TEST_F(CollectionTest, makesShellsOfItsItemsWithoutReadingABody)
+TEST_P(CollectionTest, makesShellsOfItsItemsWithoutReadingABody)
 {
     insertNote("a", "text", "Name");
     CollectionControl::appendAssetFromRef(collection("c"), ref("a"));
@@ -113,7 +113,7 @@ TEST_F(CollectionTest, makesShellsOfItsItemsWithoutReadingABody)
 
 // --- visibility
 
-TEST_F(CollectionTest, hidesAndShowsWhatIsInNoCollection)
+TEST_P(CollectionTest, hidesAndShowsWhatIsInNoCollection)
 {
     const AssetReference reference = insertNote("a")->ownReference();
     EXPECT_FALSE(CollectionControl::isHidden(reference));
@@ -127,7 +127,7 @@ TEST_F(CollectionTest, hidesAndShowsWhatIsInNoCollection)
     EXPECT_FALSE(CollectionControl::isHidden(reference));
 }
 
-TEST_F(CollectionTest, changesNoListByHiding)
+TEST_P(CollectionTest, changesNoListByHiding)
 {
     const AssetReference reference = insertNote("a")->ownReference();
     CollectionControl::appendAssetFromRef(collection("c"), reference);
@@ -137,7 +137,7 @@ TEST_F(CollectionTest, changesNoListByHiding)
     EXPECT_THAT(collection("c")->items(), testing::ElementsAre(reference));
 }
 
-TEST_F(CollectionTest, writesNothingWhenWhatIsHiddenIsHiddenAgain)
+TEST_P(CollectionTest, writesNothingWhenWhatIsHiddenIsHiddenAgain)
 {
     const AssetReference reference = insertNote("a")->ownReference();
     CollectionControl::showAsset(reference);
@@ -150,7 +150,7 @@ TEST_F(CollectionTest, writesNothingWhenWhatIsHiddenIsHiddenAgain)
     EXPECT_TRUE(CollectionControl::isHidden(reference));
 }
 
-TEST_F(CollectionTest, hidesInternalAssetsAndShellsWithoutReadingThem)
+TEST_P(CollectionTest, hidesInternalAssetsAndShellsWithoutReadingThem)
 {
     insertNote("a");
     reopen();
@@ -165,12 +165,14 @@ TEST_F(CollectionTest, hidesInternalAssetsAndShellsWithoutReadingThem)
     EXPECT_TRUE(shell->isShell());
 }
 
-TEST_F(CollectionTest, hidesNothingThatDoesNotExist)
+TEST_P(CollectionTest, hidesNothingThatDoesNotExist)
 {
     CollectionControl::hideAsset(AssetReference());
     CollectionControl::hideAsset(ref("nobody"));
 
     EXPECT_FALSE(CollectionControl::isHidden(ref("nobody")));
 }
+
+ASSETS_FOR_EVERY_STORE(CollectionTest);
 
 } // namespace Tesk::Assets

@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(IntegrityTest, findsNothingInASoundDatabase)
+TEST_P(IntegrityTest, findsNothingInASoundDatabase)
 {
     const auto a = insertNote("a", "text", "Name");
     insertNote("b")->nextVersion.set(a->ownReference());
@@ -40,7 +40,7 @@ TEST_F(IntegrityTest, findsNothingInASoundDatabase)
     EXPECT_TRUE(findings().empty());
 }
 
-TEST_F(IntegrityTest, findsBodiesThatCannotBeRead)
+TEST_P(IntegrityTest, findsBodiesThatCannotBeRead)
 {
     const TestSupport::RecordedLog log;
     insertNote("good");
@@ -49,7 +49,7 @@ TEST_F(IntegrityTest, findsBodiesThatCannotBeRead)
     EXPECT_THAT(findings(), testing::ElementsAre(std::pair(Code::BodyUndecodable, "bad")));
 }
 
-TEST_F(IntegrityTest, findsAssetsOfUnknownClasses)
+TEST_P(IntegrityTest, findsAssetsOfUnknownClasses)
 {
     storeRaw("stranger", "Nobody::Makes", {});
 
@@ -60,7 +60,7 @@ TEST_F(IntegrityTest, findsAssetsOfUnknownClasses)
     EXPECT_EQ(found.front().text, "[stranger] is of the unknown class \"Nobody::Makes\"");
 }
 
-TEST_F(IntegrityTest, findsWhatPointsToNothing)
+TEST_P(IntegrityTest, findsWhatPointsToNothing)
 {
     const auto a = insertNote("a");
     a->dependencies.append(service->referenceFromId("nobody"));
@@ -72,7 +72,7 @@ TEST_F(IntegrityTest, findsWhatPointsToNothing)
                                                           std::pair(Code::DanglingItem, "c")));
 }
 
-TEST_F(IntegrityTest, loadsNothingIntoTheDatabaseByLooking)
+TEST_P(IntegrityTest, loadsNothingIntoTheDatabaseByLooking)
 {
     insertNote("a");
     reopen();
@@ -81,5 +81,7 @@ TEST_F(IntegrityTest, loadsNothingIntoTheDatabaseByLooking)
 
     EXPECT_EQ(service->statistics().liveAssets, 0U);
 }
+
+ASSETS_FOR_EVERY_STORE(IntegrityTest);
 
 } // namespace Tesk::Assets

@@ -12,7 +12,7 @@ class MetaDataControlTest : public DatabaseFixture
 {
 };
 
-TEST_F(MetaDataControlTest, tellsAbsentFromPresentButEmpty)
+TEST_P(MetaDataControlTest, tellsAbsentFromPresentButEmpty)
 {
     const AssetReference reference = insertNote("a")->ownReference();
 
@@ -24,7 +24,7 @@ TEST_F(MetaDataControlTest, tellsAbsentFromPresentButEmpty)
     EXPECT_FALSE(AssetControl::getAssetMetadataItem(reference, "absent").isValid());
 }
 
-TEST_F(MetaDataControlTest, keepsValueTypeAndAccessibilityAcrossReopening)
+TEST_P(MetaDataControlTest, keepsValueTypeAndAccessibilityAcrossReopening)
 {
     const AssetReference reference = insertNote("a")->ownReference();
     MetaDataControl::setMetaDataValue(reference, "flag", true, Accessibility::Public,
@@ -42,7 +42,7 @@ TEST_F(MetaDataControlTest, keepsValueTypeAndAccessibilityAcrossReopening)
               (MetaDataItem{"value", MetaDataItem::Text, Accessibility::Private}));
 }
 
-TEST_F(MetaDataControlTest, writesOnInternalAssets)
+TEST_P(MetaDataControlTest, writesOnInternalAssets)
 {
     const auto asset = service->createInternalAsset("{1}", NoteAsset::sTypeName, {});
 
@@ -53,7 +53,7 @@ TEST_F(MetaDataControlTest, writesOnInternalAssets)
     EXPECT_EQ(MetaDataControl::getItem(asset->ownReference(), "key"), std::nullopt);
 }
 
-TEST_F(MetaDataControlTest, writesNothingForWhatDoesNotExist)
+TEST_P(MetaDataControlTest, writesNothingForWhatDoesNotExist)
 {
     EXPECT_FALSE(MetaDataControl::setMetaDataValue(AssetReference(), "key", 1));
     EXPECT_FALSE(MetaDataControl::setMetaDataValue(service->referenceFromId("no"), "key", 1));
@@ -61,7 +61,7 @@ TEST_F(MetaDataControlTest, writesNothingForWhatDoesNotExist)
     EXPECT_EQ(MetaDataControl::getItem(AssetReference(), "key"), std::nullopt);
 }
 
-TEST_F(MetaDataControlTest, saysWhetherAnItemWasThereToRemove)
+TEST_P(MetaDataControlTest, saysWhetherAnItemWasThereToRemove)
 {
     const AssetReference reference = insertNote("a")->ownReference();
     MetaDataControl::setMetaDataValue(reference, "key", 1);
@@ -72,7 +72,7 @@ TEST_F(MetaDataControlTest, saysWhetherAnItemWasThereToRemove)
     EXPECT_EQ(MetaDataControl::getItem(reference, "key"), std::nullopt);
 }
 
-TEST_F(MetaDataControlTest, refusesAValueThatNoStoreTakesOnInternalAssetsToo)
+TEST_P(MetaDataControlTest, refusesAValueThatNoStoreTakesOnInternalAssetsToo)
 {
     const TestSupport::RecordedLog log;
     const auto asset = service->createInternalAsset("{1}", NoteAsset::sTypeName, {});
@@ -82,7 +82,7 @@ TEST_F(MetaDataControlTest, refusesAValueThatNoStoreTakesOnInternalAssetsToo)
     EXPECT_EQ(MetaDataControl::getItem(asset->ownReference(), "key"), std::nullopt);
 }
 
-TEST_F(MetaDataControlTest, readsOneItemOfManyAssetsInOrder)
+TEST_P(MetaDataControlTest, readsOneItemOfManyAssetsInOrder)
 {
     const AssetReference stored = insertNote("a")->ownReference();
     const auto internal = service->createInternalAsset("{1}", NoteAsset::sTypeName, {});
@@ -97,5 +97,7 @@ TEST_F(MetaDataControlTest, readsOneItemOfManyAssetsInOrder)
     EXPECT_THAT(values, testing::ElementsAre(QVariant("internal"), QVariant(), QVariant(),
                                              QVariant("stored"), QVariant("stored")));
 }
+
+ASSETS_FOR_EVERY_STORE(MetaDataControlTest);
 
 } // namespace Tesk::Assets

@@ -22,7 +22,7 @@ protected:
     std::shared_ptr<AssetDatabaseService> other;
 };
 
-TEST_F(RefreshTest, refusesToOverwriteWhatSomebodyElseChanged)
+TEST_P(RefreshTest, refusesToOverwriteWhatSomebodyElseChanged)
 {
     const TestSupport::RecordedLog log;
     const auto ours = insertNote("a", "first");
@@ -40,7 +40,7 @@ TEST_F(RefreshTest, refusesToOverwriteWhatSomebodyElseChanged)
     EXPECT_EQ(ours->text.get(), "theirs");
 }
 
-TEST_F(RefreshTest, doesNotLetARenameHideWhatSomebodyElseChanged)
+TEST_P(RefreshTest, doesNotLetARenameHideWhatSomebodyElseChanged)
 {
     const TestSupport::RecordedLog log;
     const auto ours = insertNote("a", "first");
@@ -51,7 +51,7 @@ TEST_F(RefreshTest, doesNotLetARenameHideWhatSomebodyElseChanged)
     EXPECT_THROW(ours->text.set("ours"), StoreError);
 }
 
-TEST_F(RefreshTest, refusesToRemoveWhatSomebodyElseChanged)
+TEST_P(RefreshTest, refusesToRemoveWhatSomebodyElseChanged)
 {
     const TestSupport::RecordedLog log;
     const auto ours = insertNote("a", "first");
@@ -63,7 +63,7 @@ TEST_F(RefreshTest, refusesToRemoveWhatSomebodyElseChanged)
     EXPECT_EQ(ours->ownReference().asset(), ours);
 }
 
-TEST_F(RefreshTest, bringsLiveAssetsUpToDateAndSaysSo)
+TEST_P(RefreshTest, bringsLiveAssetsUpToDateAndSaysSo)
 {
     const auto ours = insertNote("a", "first", "First");
     const auto untouched = insertNote("b", "b");
@@ -87,7 +87,7 @@ TEST_F(RefreshTest, bringsLiveAssetsUpToDateAndSaysSo)
     EXPECT_FALSE(untouched->isShell());
 }
 
-TEST_F(RefreshTest, findsNothingToDoASecondTime)
+TEST_P(RefreshTest, findsNothingToDoASecondTime)
 {
     insertNote("a", "first");
     theirs("a")->text.set("theirs");
@@ -96,14 +96,14 @@ TEST_F(RefreshTest, findsNothingToDoASecondTime)
     EXPECT_TRUE(service->refresh().refreshed.empty());
 }
 
-TEST_F(RefreshTest, findsNothingToDoWhenOnlyThisProcessWrote)
+TEST_P(RefreshTest, findsNothingToDoWhenOnlyThisProcessWrote)
 {
     insertNote("a", "first")->text.set("second");
 
     EXPECT_TRUE(service->refresh().refreshed.empty());
 }
 
-TEST_F(RefreshTest, bringsCollectionsUpToDate)
+TEST_P(RefreshTest, bringsCollectionsUpToDate)
 {
     const auto list = collection("c");
     CollectionControl::appendAssetFromRef(list, service->referenceFromId("a"));
@@ -117,7 +117,7 @@ TEST_F(RefreshTest, bringsCollectionsUpToDate)
                 testing::ElementsAre(service->referenceFromId("a"), service->referenceFromId("b")));
 }
 
-TEST_F(RefreshTest, letsRemovedAssetsGo)
+TEST_P(RefreshTest, letsRemovedAssetsGo)
 {
     const auto ours = insertNote("a", "first");
     other->removeAsset(other->referenceFromId("a"));
@@ -128,7 +128,7 @@ TEST_F(RefreshTest, letsRemovedAssetsGo)
     EXPECT_EQ(ours->ownReference().asset(), nullptr);
 }
 
-TEST_F(RefreshTest, leavesWhatAScopeChangedAloneAndReportsIt)
+TEST_P(RefreshTest, leavesWhatAScopeChangedAloneAndReportsIt)
 {
     const auto ours = insertNote("a", "first");
     const AssetDatabaseService::BatchScope scope(*service);
@@ -142,7 +142,7 @@ TEST_F(RefreshTest, leavesWhatAScopeChangedAloneAndReportsIt)
     EXPECT_EQ(ours->text.get(), "ours");
 }
 
-TEST_F(RefreshTest, givesTheAssetThatAnotherProcessMadeFirst)
+TEST_P(RefreshTest, givesTheAssetThatAnotherProcessMadeFirst)
 {
     const AssetReference reference = service->referenceFromId("a");
     EXPECT_EQ(reference.asset(), nullptr);
@@ -155,7 +155,7 @@ TEST_F(RefreshTest, givesTheAssetThatAnotherProcessMadeFirst)
     EXPECT_NE(reference.asset(), nullptr);
 }
 
-TEST_F(RefreshTest, appendsToACollectionThatAnotherProcessExtended)
+TEST_P(RefreshTest, appendsToACollectionThatAnotherProcessExtended)
 {
     const auto list = collection("c");
     EXPECT_EQ(list->itemCount(), 0);
@@ -169,5 +169,7 @@ TEST_F(RefreshTest, appendsToACollectionThatAnotherProcessExtended)
     EXPECT_THAT(collection("c")->items(), testing::ElementsAre(service->referenceFromId("theirs"),
                                                                service->referenceFromId("ours")));
 }
+
+ASSETS_FOR_EVERY_STORE(RefreshTest);
 
 } // namespace Tesk::Assets

@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(ShellTest, knowsIdClassAndNameWithoutItsBody)
+TEST_P(ShellTest, knowsIdClassAndNameWithoutItsBody)
 {
     insertNote("a", "text", "Name");
     reopen();
@@ -52,7 +52,7 @@ TEST_F(ShellTest, knowsIdClassAndNameWithoutItsBody)
     EXPECT_TRUE(shell->isShell());
 }
 
-TEST_F(ShellTest, isDecodedOnceWhenAFieldIsTouched)
+TEST_P(ShellTest, isDecodedOnceWhenAFieldIsTouched)
 {
     insertNote("a", "text");
     reopen();
@@ -66,7 +66,7 @@ TEST_F(ShellTest, isDecodedOnceWhenAFieldIsTouched)
     EXPECT_EQ(shell->loads, 1);
 }
 
-TEST_F(ShellTest, isDecodedBeforeAFieldIsWritten)
+TEST_P(ShellTest, isDecodedBeforeAFieldIsWritten)
 {
     const auto before = insertNote("a", "text");
     before->dependencies.append(service->referenceFromId("x"));
@@ -81,7 +81,7 @@ TEST_F(ShellTest, isDecodedBeforeAFieldIsWritten)
                 testing::ElementsAre(service->referenceFromId("x")));
 }
 
-TEST_F(ShellTest, isReadByLoad)
+TEST_P(ShellTest, isReadByLoad)
 {
     insertNote("a", "text");
     reopen();
@@ -91,7 +91,7 @@ TEST_F(ShellTest, isReadByLoad)
     EXPECT_FALSE(note("a")->isShell());
 }
 
-TEST_F(ShellTest, writesAndSaysNothingByBeingDecoded)
+TEST_P(ShellTest, writesAndSaysNothingByBeingDecoded)
 {
     insertNote("a", "text");
     reopen();
@@ -112,13 +112,11 @@ TEST_F(ShellTest, writesAndSaysNothingByBeingDecoded)
     EXPECT_EQ(note("a")->text.get(), "text");
 }
 
-TEST_F(ShellTest, isDecodedFromAStoreThatMayOnlyBeRead)
+TEST_P(ShellTest, isDecodedFromAStoreThatMayOnlyBeRead)
 {
     insertNote("a", "text");
     service->close();
-    std::unique_ptr<MemoryStore> readOnly = store.openAnother();
-    readOnly->setReadOnly(true);
-    service = AssetDatabaseService::open(std::move(readOnly));
+    service = AssetDatabaseService::open(source->openReadOnly());
     const TestSupport::RecordedLog log;
     NoteAsset::sOnLoaded = [](NoteAsset &asset) {
         asset.text.set("set while loading");
@@ -131,7 +129,7 @@ TEST_F(ShellTest, isDecodedFromAStoreThatMayOnlyBeRead)
     EXPECT_EQ(note("a")->text.get(), "text");
 }
 
-TEST_F(ShellTest, seesAnotherShellThatItTouchesWhileItIsDecoded)
+TEST_P(ShellTest, seesAnotherShellThatItTouchesWhileItIsDecoded)
 {
     insertNote("b", "of b");
     insertNote("a", "of a")->friendReference.set(service->referenceFromId("b"));
@@ -148,7 +146,7 @@ TEST_F(ShellTest, seesAnotherShellThatItTouchesWhileItIsDecoded)
     EXPECT_EQ(seen, "of b");
 }
 
-TEST_F(ShellTest, showsItselfAsFilledSoFarToWhoItTouchesWhileDecoded)
+TEST_P(ShellTest, showsItselfAsFilledSoFarToWhoItTouchesWhileDecoded)
 {
     insertNote("a", "of a")->friendReference.set(service->referenceFromId("b"));
     insertNote("b", "of b")->friendReference.set(service->referenceFromId("a"));
@@ -167,7 +165,7 @@ TEST_F(ShellTest, showsItselfAsFilledSoFarToWhoItTouchesWhileDecoded)
     EXPECT_EQ(note("b")->loads, 1);
 }
 
-TEST_F(ShellTest, readsManyBodiesInOneCall)
+TEST_P(ShellTest, readsManyBodiesInOneCall)
 {
     insertNote("a", "of a");
     insertNote("b", "of b");
@@ -186,7 +184,7 @@ TEST_F(ShellTest, readsManyBodiesInOneCall)
 
 // --- bodies that do not decode
 
-TEST_F(ShellTest, raisesTheSameErrorAtEachTouchAndNamesTheAsset)
+TEST_P(ShellTest, raisesTheSameErrorAtEachTouchAndNamesTheAsset)
 {
     insertNote("a", "text", "Name");
     storeBody("a", "no cbor");
@@ -204,7 +202,7 @@ TEST_F(ShellTest, raisesTheSameErrorAtEachTouchAndNamesTheAsset)
     EXPECT_TRUE(shell->isShell());
 }
 
-TEST_F(ShellTest, reportsABrokenBodyOnceOnTheServiceOfTheDatabase)
+TEST_P(ShellTest, reportsABrokenBodyOnceOnTheServiceOfTheDatabase)
 {
     insertNote("a", "text");
     storeBody("a", "no cbor");
@@ -225,7 +223,7 @@ TEST_F(ShellTest, reportsABrokenBodyOnceOnTheServiceOfTheDatabase)
     EXPECT_EQ(count, 1);
 }
 
-TEST_F(ShellTest, isNeverSavedOverWhileItsBodyIsBroken)
+TEST_P(ShellTest, isNeverSavedOverWhileItsBodyIsBroken)
 {
     insertNote("a", "text");
     storeBody("a", "no cbor");
@@ -242,7 +240,7 @@ TEST_F(ShellTest, isNeverSavedOverWhileItsBodyIsBroken)
     EXPECT_EQ(AssetControl::getName(note("a")), "New name");
 }
 
-TEST_F(ShellTest, isReadWhenItsBodyHasBeenRepaired)
+TEST_P(ShellTest, isReadWhenItsBodyHasBeenRepaired)
 {
     insertNote("a", "text");
     const QByteArray good = bodyOf("a");
@@ -257,7 +255,7 @@ TEST_F(ShellTest, isReadWhenItsBodyHasBeenRepaired)
     EXPECT_EQ(shell->text.get(), "text");
 }
 
-TEST_F(ShellTest, refusesABodyInAnUnknownEncoding)
+TEST_P(ShellTest, refusesABodyInAnUnknownEncoding)
 {
     insertNote("a", "text");
     storeBody("a", "bytes", 7);
@@ -269,7 +267,7 @@ TEST_F(ShellTest, refusesABodyInAnUnknownEncoding)
               "expected 1");
 }
 
-TEST_F(ShellTest, saysThatItsDatabaseIsGone)
+TEST_P(ShellTest, saysThatItsDatabaseIsGone)
 {
     insertNote("a", "text");
     reopen();
@@ -281,7 +279,7 @@ TEST_F(ShellTest, saysThatItsDatabaseIsGone)
               "Cannot read the body of Tesk::Assets::NoteAsset \"\" [a]: its database is closed");
 }
 
-TEST_F(ShellTest, saysThatItWasRemoved)
+TEST_P(ShellTest, saysThatItWasRemoved)
 {
     insertNote("a", "text");
     reopen();
@@ -295,7 +293,7 @@ TEST_F(ShellTest, saysThatItWasRemoved)
               "open database");
 }
 
-TEST_F(ShellTest, resolvesToNullWhenNothingMakesItsClass)
+TEST_P(ShellTest, resolvesToNullWhenNothingMakesItsClass)
 {
     AssetWrite write;
     write.row.id = "a";
@@ -309,7 +307,7 @@ TEST_F(ShellTest, resolvesToNullWhenNothingMakesItsClass)
     EXPECT_TRUE(log.messages().empty());
 }
 
-TEST_F(ShellTest, hasDefaultsWhenItWasStoredWithoutABody)
+TEST_P(ShellTest, hasDefaultsWhenItWasStoredWithoutABody)
 {
     AssetWrite write;
     write.row.id = "a";
@@ -319,5 +317,7 @@ TEST_F(ShellTest, hasDefaultsWhenItWasStoredWithoutABody)
     EXPECT_EQ(note("a")->text.get(), QString());
     EXPECT_EQ(note("a")->loads, 1);
 }
+
+ASSETS_FOR_EVERY_STORE(ShellTest);
 
 } // namespace Tesk::Assets

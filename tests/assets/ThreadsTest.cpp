@@ -43,7 +43,7 @@ protected:
     }
 };
 
-TEST_F(ThreadsTest, giveTheSameObjectToAllWhoAskForAnAssetAtOnce)
+TEST_P(ThreadsTest, giveTheSameObjectToAllWhoAskForAnAssetAtOnce)
 {
     constexpr int count = 200;
     for (int number = 0; number < count; ++number)
@@ -62,7 +62,7 @@ TEST_F(ThreadsTest, giveTheSameObjectToAllWhoAskForAnAssetAtOnce)
     EXPECT_EQ(std::count(seen[0].begin(), seen[0].end(), nullptr), 0);
 }
 
-TEST_F(ThreadsTest, giveTheSameAssetToAllWhoCreateAnIdAtOnce)
+TEST_P(ThreadsTest, giveTheSameAssetToAllWhoCreateAnIdAtOnce)
 {
     constexpr int count = 100;
     std::array<std::vector<AssetReference>, sThreads> seen;
@@ -83,7 +83,7 @@ TEST_F(ThreadsTest, giveTheSameAssetToAllWhoCreateAnIdAtOnce)
     EXPECT_EQ(service->statistics().storedAssets, 100U);
 }
 
-TEST_F(ThreadsTest, decodeShellsThatTouchEachOtherOnce)
+TEST_P(ThreadsTest, decodeShellsThatTouchEachOtherOnce)
 {
     constexpr int pairs = 100;
     for (int number = 0; number < pairs; ++number) {
@@ -110,7 +110,7 @@ TEST_F(ThreadsTest, decodeShellsThatTouchEachOtherOnce)
     }
 }
 
-TEST_F(ThreadsTest, readReferencesOfAssetsThatAreRefiled)
+TEST_P(ThreadsTest, readReferencesOfAssetsThatAreRefiled)
 {
     constexpr int count = 200;
     std::vector<std::shared_ptr<NoteAsset>> assets;
@@ -140,7 +140,7 @@ TEST_F(ThreadsTest, readReferencesOfAssetsThatAreRefiled)
         EXPECT_EQ(asset->ownReference().id(), asset->contentId);
 }
 
-TEST_F(ThreadsTest, resolveReferencesWhileTheAssetsAreRemoved)
+TEST_P(ThreadsTest, resolveReferencesWhileTheAssetsAreRemoved)
 {
     constexpr int count = 200;
     std::vector<AssetReference> references;
@@ -160,7 +160,7 @@ TEST_F(ThreadsTest, resolveReferencesWhileTheAssetsAreRemoved)
         EXPECT_EQ(reference.asset(), nullptr);
 }
 
-TEST_F(ThreadsTest, leaveWhatAWorkerMakesToTheMainThread)
+TEST_P(ThreadsTest, leaveWhatAWorkerMakesToTheMainThread)
 {
     insertNote("stored", "text");
     reopen();
@@ -179,7 +179,7 @@ TEST_F(ThreadsTest, leaveWhatAWorkerMakesToTheMainThread)
         EXPECT_EQ(asset->thread(), QCoreApplication::instance()->thread());
 }
 
-TEST_F(ThreadsTest, closeTheDatabaseUnderReaders)
+TEST_P(ThreadsTest, closeTheDatabaseUnderReaders)
 {
     constexpr int count = 300;
     for (int number = 0; number < count; ++number)
@@ -203,7 +203,7 @@ TEST_F(ThreadsTest, closeTheDatabaseUnderReaders)
     EXPECT_EQ(service->getAssetFromId("a0"), nullptr);
 }
 
-TEST_F(ThreadsTest, keepTheirScopesApart)
+TEST_P(ThreadsTest, keepTheirScopesApart)
 {
     constexpr int count = 50;
 
@@ -315,7 +315,7 @@ private:
     std::mt19937 m_random;
 };
 
-TEST_F(ThreadsTest, hammerTheServiceAndLeaveWhatTheyStored)
+TEST_P(ThreadsTest, hammerTheServiceAndLeaveWhatTheyStored)
 {
     const auto list = collection("list");
     std::vector<Hammer> hammers;
@@ -337,5 +337,7 @@ TEST_F(ThreadsTest, hammerTheServiceAndLeaveWhatTheyStored)
     EXPECT_EQ(service->statistics().storedAssets, count);
     EXPECT_EQ(collection("list")->items(), items);
 }
+
+ASSETS_FOR_EVERY_STORE(ThreadsTest);
 
 } // namespace Tesk::Assets

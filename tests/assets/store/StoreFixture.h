@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../support/StoreSource.h"
+
 #include <assets/Store.h>
 #include <assets/StoreError.h>
 
@@ -8,31 +10,11 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <optional>
-#include <ostream>
-#include <string>
 #include <vector>
 
 namespace Tesk::Assets {
-
-/// One content, of which any number of stores can be opened.
-class StoreSource
-{
-public:
-    virtual ~StoreSource();
-    virtual std::unique_ptr<Store> open() = 0;
-};
-
-struct StoreKind
-{
-    std::string name;
-    std::function<std::unique_ptr<StoreSource>()> make;
-};
-void PrintTo(const StoreKind &kind, std::ostream *stream);
-
-std::vector<StoreKind> allStoreKinds();
 
 /// What every store must do; each test runs for each kind.
 class StoreTest : public testing::TestWithParam<StoreKind>

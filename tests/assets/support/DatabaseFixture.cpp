@@ -10,6 +10,8 @@ void PrintTo(const AssetReference &reference, std::ostream *stream)
 }
 
 DatabaseFixture::DatabaseFixture()
+    : source(GetParam().make())
+    , view(source->open())
 {
     NoteAsset::registerType();
     NoteAsset::sOnLoaded = nullptr;
@@ -46,7 +48,7 @@ void DatabaseFixture::reopen()
 
 std::shared_ptr<AssetDatabaseService> DatabaseFixture::openAnother() const
 {
-    return AssetDatabaseService::open(store.openAnother());
+    return AssetDatabaseService::open(source->open());
 }
 
 std::shared_ptr<NoteAsset> DatabaseFixture::note(const QByteArray &id) const

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "NoteAsset.h"
+#include "StoreSource.h"
 
 #include <assets/AssetControl.h>
 #include <assets/AssetDatabaseService.h>
 #include <assets/CollectionAsset.h>
-#include <assets/MemoryStore.h>
+#include <assets/Store.h>
 #include <support/Printers.h>
 
 #include <gmock/gmock.h>
@@ -17,8 +18,8 @@ namespace Tesk::Assets {
 
 void PrintTo(const AssetReference &reference, std::ostream *stream);
 
-/// An open database over a memory store, which can be closed and opened again.
-class DatabaseFixture : public testing::Test
+/// An open database, which can be closed and opened again; each test runs over every store.
+class DatabaseFixture : public testing::TestWithParam<StoreKind>
 {
 protected:
     DatabaseFixture();
@@ -36,8 +37,15 @@ protected:
 
     std::shared_ptr<NoteAsset> note(const QByteArray &id) const;
 
-    MemoryStore store; ///< a view of what is stored
+    const std::unique_ptr<StoreSource> source;
+    const std::unique_ptr<Store> view;
+    Store &store = *view; ///< a view of what is stored
     std::shared_ptr<AssetDatabaseService> service;
 };
+
+/// Runs a suite of the fixture once for each kind of store.
+#define ASSETS_FOR_EVERY_STORE(Suite)                                                              \
+    INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(allStoreKinds()),                    \
+                             [](const auto &kind) { return kind.param.name; })
 
 } // namespace Tesk::Assets
