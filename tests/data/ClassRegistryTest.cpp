@@ -201,6 +201,18 @@ TEST_F(ClassRegistryTest, followsAnAliasOfAnAliasWhicheverWasDeclaredFirst)
     EXPECT_EQ(ClassRegistry::currentName(QStringLiteral("Chain::D")), QStringLiteral("Chain::C"));
 }
 
+TEST_F(ClassRegistryTest, namesTheOldNamesOfAClass)
+{
+    ClassRegistry::declareClassNameAlias(QStringLiteral("Names::A"), QStringLiteral("Names::B"));
+    ClassRegistry::declareClassNameAlias(QStringLiteral("Names::B"), QStringLiteral("Names::C"));
+
+    QStringList names = ClassRegistry::oldNames(QStringLiteral("Names::C"));
+    names.sort();
+
+    EXPECT_EQ(names, QStringList({QStringLiteral("Names::A"), QStringLiteral("Names::B")}));
+    EXPECT_TRUE(ClassRegistry::oldNames(QStringLiteral("Names::B")).isEmpty());
+}
+
 TEST_F(ClassRegistryTest, ignoresAnAliasThatWouldCloseACircle)
 {
     ClassRegistry::declareClassNameAlias(QStringLiteral("Circle::A"), QStringLiteral("Circle::B"));

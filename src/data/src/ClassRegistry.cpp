@@ -141,6 +141,13 @@ QString ClassRegistry::currentName(const QString &className)
     return known.currentNameLocked(className);
 }
 
+QStringList ClassRegistry::oldNames(const QString &currentName)
+{
+    Registry &known = registry();
+    const std::shared_lock lock(known.mutex);
+    return known.aliases.keys(currentName);
+}
+
 void ClassRegistry::declareUpdater(const QString &className, int fromVersion, int toVersion,
                                    const Updater &updater)
 {

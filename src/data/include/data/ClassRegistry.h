@@ -3,6 +3,7 @@
 #include <data/data_export.h>
 
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -41,6 +42,8 @@ public:
     static void declareClassNameAlias(const QString &oldName, const QString &currentName);
     /// \a className itself unless it is a declared old name.
     static QString currentName(const QString &className);
+    /// The old names that were declared for \a currentName, in no special order.
+    static QStringList oldNames(const QString &currentName);
 
     /// Declares how a stored node of one version becomes one of a later version; declaring
     /// the step from the same version again replaces it.
