@@ -39,7 +39,7 @@ AssetTable &AssetTable::acquire(const QByteArray &storeIdentity,
 {
     static std::mutex mutex;
     // Reachable for ever: records are never freed.
-    static auto &tables = *new std::deque<AssetTable>; // NOLINT(cppcoreguidelines-owning-memory)
+    static auto &tables = *new std::deque<AssetTable>;
 
     const std::lock_guard lock(mutex);
     for (AssetTable &table : tables) {

@@ -18,7 +18,7 @@ Store::Transaction::~Transaction()
         return;
     try {
         m_store.rollback();
-    } catch (const std::exception &) { // NOLINT(bugprone-empty-catch)
+    } catch (const std::exception &) {
         // The store logged it, and what was not committed is gone at the latest when it is closed.
     }
 }
