@@ -71,14 +71,19 @@ static QString remedy(Code code, const QString &path)
     }
 }
 
+static StoreError errorOf(const QString &path, const QString &action, int code,
+                          const QString &sqliteText)
+{
+    return {storeCode(code), QStringLiteral("Cannot %1 \"%2\": %3 (SQLite error %4); %5")
+                                     .arg(action, path, sqliteText, QString::number(code),
+                                          remedy(storeCode(code), path))};
+}
+
 void SqliteConnection::raise(const Place &place, const QString &path, const QString &action,
                              int code, const QString &sqliteText)
 {
-    const Code storeErrorCode = storeCode(code);
-    raiseStoreError(place.text(), storeErrorCode,
-                    QStringLiteral("Cannot %1 \"%2\": %3 (SQLite error %4); %5")
-                            .arg(action, path, sqliteText, QString::number(code),
-                                 remedy(storeErrorCode, path)));
+    const StoreError error = errorOf(path, action, code, sqliteText);
+    raiseStoreError(place.text(), error.code(), QString::fromUtf8(error.what()));
 }
 
 void SqliteConnection::raise(int code) const
@@ -86,8 +91,11 @@ void SqliteConnection::raise(int code) const
     // The extended code of the last call says more, as long as it is of the same kind.
     const int extended = sqlite3_extended_errcode(m_handle);
     const bool fits = (extended & 0xff) == (code & 0xff);
-    raise(m_place, m_path, QString::fromLatin1(m_action), fits ? extended : code,
-          QString::fromUtf8(fits ? sqlite3_errmsg(m_handle) : sqlite3_errstr(code)));
+    const QString text = QString::fromUtf8(fits ? sqlite3_errmsg(m_handle) : sqlite3_errstr(code));
+    const int shown = fits ? extended : code;
+    if (m_isPatient && storeCode(shown) == Code::Busy)
+        throw errorOf(m_path, QString::fromLatin1(m_action), shown, text);
+    raise(m_place, m_path, QString::fromLatin1(m_action), shown, text);
 }
 
 void SqliteConnection::Finalize::operator()(sqlite3_stmt *statement) const

@@ -48,7 +48,11 @@ public:
 
     /// What is being done, for messages: "write to the database".
     void setAction(const char *action) { m_action = action; }
+
+    /// Whether an error that says Busy is left out of the log, because the caller tries again.
+    void setPatient(bool isPatient) { m_isPatient = isPatient; }
     void setPlace(const Place &place) { m_place = place; }
+    const Place &place() const { return m_place; }
 
     /// Raises what the last call of SQLite reported.
     [[noreturn]] void raise(int code) const;
@@ -69,6 +73,7 @@ private:
     QString m_path;
     Place m_place;
     const char *m_action = "open the database";
+    bool m_isPatient = false;
     sqlite3 *m_handle = nullptr;
     std::unordered_map<const void *, StatementPointer> m_statements;
     std::unordered_map<std::string, StatementPointer> m_textStatements;

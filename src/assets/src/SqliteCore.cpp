@@ -60,11 +60,8 @@ void SqliteCore::open(SqliteStore::Mode mode)
         StoreChecks::raise(TESK_PLACE, Code::CannotOpen,
                            QStringLiteral("Cannot open a database: the path is empty; give the "
                                           "path of a file"));
-    if (mode == Mode::Create && QFileInfo::exists(path))
-        StoreChecks::raise(TESK_PLACE, Code::CannotOpen,
-                           QStringLiteral("Cannot create \"%1\": there is such a file; choose "
-                                          "another name, or open it")
-                                   .arg(path));
+    if (mode == Mode::Create)
+        createFile();
     // While another process turns a new file into a database, SQLite answers "locked" without
     // waiting as it does otherwise.
     const auto deadline = std::chrono::steady_clock::now() + m_options.busyTimeout;
@@ -73,12 +70,26 @@ void SqliteCore::open(SqliteStore::Mode mode)
             openFile(mode);
             return;
         } catch (const StoreError &error) {
-            if (error.code() != Code::Busy || std::chrono::steady_clock::now() >= deadline)
+            if (error.code() != Code::Busy)
                 throw;
+            if (std::chrono::steady_clock::now() >= deadline)
+                StoreChecks::raise(TESK_PLACE, Code::Busy, QString::fromUtf8(error.what()));
         }
         connection.reset();
         sqlite3_sleep(1);
     }
+}
+
+/// Makes the file, so that of two processes that create it one is told.
+void SqliteCore::createFile() const
+{
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly) || !QFileInfo::exists(path))
+        return; // where it cannot be made SQLite says why
+    StoreChecks::raise(TESK_PLACE, Code::CannotOpen,
+                       QStringLiteral("Cannot create \"%1\": there is such a file; choose "
+                                      "another name, or open it")
+                               .arg(path));
 }
 
 void SqliteCore::openFile(SqliteStore::Mode mode)
@@ -89,6 +100,7 @@ void SqliteCore::openFile(SqliteStore::Mode mode)
                       : mayCreate            ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE
                                              : SQLITE_OPEN_READWRITE;
     connection = connect(flags, false);
+    connection->setPatient(true);
     SqliteSchema::State state;
     try {
         state = SqliteSchema::inspect(*connection);
@@ -97,6 +109,7 @@ void SqliteCore::openFile(SqliteStore::Mode mode)
         state = SqliteSchema::inspect(*connection);
     }
     SqliteSchema::requireKnown(TESK_PLACE, *connection, state);
+    SqliteSchema::requireOwnCode(TESK_PLACE, *connection);
     isReadOnly = m_isImmutable || sqlite3_db_readonly(connection->handle(), "main") == 1;
     if (state.version == 0 && (isReadOnly || !mayCreate))
         StoreChecks::raise(TESK_PLACE, Code::NotADatabase,
@@ -106,7 +119,8 @@ void SqliteCore::openFile(SqliteStore::Mode mode)
     if (isReadOnly)
         SqliteSchema::configureReading(*connection); // every schema up to ours reads the same
     else
-        prepareForWriting(mode);
+        prepareForWriting();
+    connection->setPatient(false);
 }
 
 /// Opens a file whose folder takes no side files, provided that it is complete without them.
@@ -129,7 +143,7 @@ void SqliteCore::openAsItStands(const StoreError &reason)
                "seen";
 }
 
-void SqliteCore::prepareForWriting(SqliteStore::Mode)
+void SqliteCore::prepareForWriting()
 {
     SqliteSchema::State state = SqliteSchema::inspect(*connection);
     if (state.isEmpty)
@@ -144,13 +158,16 @@ void SqliteCore::prepareForWriting(SqliteStore::Mode)
     if (state.version == SqliteStore::sSchemaVersion)
         return;
 
-    const QString kept = QStringLiteral("%1.schema-%2").arg(path, QString::number(state.version));
-    QFile::remove(kept); // of an attempt that did not end
-    copyTo(TESK_PLACE, kept);
-    SqliteSchema::migrate(*connection, state.version);
-    VantBase::logger(VantBase::LogService::Assets).record(VantBase::LogLevel::Info, TESK_HERE)
-            << "brought \"" << path << "\" from schema " << state.version << " to "
-            << SqliteStore::sSchemaVersion << ", kept the file before it as \"" << kept << '"';
+    SqliteSchema::migrate(*connection, [this](int version) {
+        const QString kept = QStringLiteral("%1.schema-%2").arg(path, QString::number(version));
+        QFile::remove(kept); // of an attempt that did not end
+        QFile::remove(kept + QStringLiteral("-journal"));
+        copyTo(TESK_PLACE, kept);
+        VantBase::logger(VantBase::LogService::Assets).record(VantBase::LogLevel::Info, TESK_HERE)
+                << "bringing \"" << path << "\" from schema " << version << " to "
+                << SqliteStore::sSchemaVersion << ", kept the file before it as \"" << kept << '"';
+    });
+    SqliteSchema::requireKnown(TESK_PLACE, *connection, SqliteSchema::inspect(*connection));
 }
 
 void SqliteCore::requireUsable(const Place &place, bool isWrite)
@@ -171,6 +188,23 @@ void SqliteCore::beginImmediate()
     endBurstTransaction(); // it could not become a writing one
     SqliteQuery(*connection, "BEGIN IMMEDIATE").run();
     m_writingGeneration = 0;
+    if (const qint64 version = schemaVersion(); version != SqliteStore::sSchemaVersion) {
+        sqlite3_exec(connection->handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+        StoreChecks::raise(
+                connection->place(), Code::NewerSchema,
+                QStringLiteral("Cannot write to \"%1\": another program has brought it "
+                               "to schema %2, %3 is the newest known; close it, and open "
+                               "it with a newer version of the program")
+                        .arg(path, QString::number(version),
+                             QString::number(SqliteStore::sSchemaVersion)));
+    }
+}
+
+qint64 SqliteCore::schemaVersion()
+{
+    SqliteQuery query(*connection, "PRAGMA user_version");
+    query.next();
+    return query.integer(0);
 }
 
 void SqliteCore::endBurstTransaction()
@@ -446,13 +480,16 @@ void SqliteCore::copyTo(const Place &place, const QString &target) const
         SqliteConnection copy(target, {}, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         sqlite3_backup *const backup =
                 sqlite3_backup_init(copy.handle(), "main", source->handle(), "main");
-        if (backup)
-            sqlite3_backup_step(backup, -1);
-        const int code =
-                backup ? sqlite3_backup_finish(backup) : sqlite3_extended_errcode(copy.handle());
-        if (code != SQLITE_OK)
+        int code =
+                backup ? sqlite3_backup_step(backup, -1) : sqlite3_extended_errcode(copy.handle());
+        // Finishing says nothing of a step that could not have a lock.
+        const int finished = sqlite3_backup_finish(backup);
+        code = finished == SQLITE_OK ? code : finished;
+        if (code != SQLITE_DONE)
             SqliteConnection::raise(place, target, QStringLiteral("back up to"), code,
-                                    QString::fromUtf8(sqlite3_errmsg(copy.handle())));
+                                    finished == SQLITE_OK
+                                            ? QString::fromUtf8(sqlite3_errstr(code))
+                                            : QString::fromUtf8(sqlite3_errmsg(copy.handle())));
         const QString check = copy.executeForText("PRAGMA quick_check(1)");
         if (check != QLatin1StringView("ok"))
             StoreChecks::raise(place, Code::Damaged,

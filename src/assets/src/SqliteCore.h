@@ -71,12 +71,14 @@ private:
     class Reads;
 
     void open(SqliteStore::Mode mode);
+    void createFile() const;
     void openFile(SqliteStore::Mode mode);
     void openAsItStands(const StoreError &reason);
-    void prepareForWriting(SqliteStore::Mode mode);
+    void prepareForWriting();
     std::unique_ptr<SqliteConnection> connect(int flags, bool immutable) const;
     void requireUsable(const Place &place, bool isWrite);
     void beginImmediate();
+    qint64 schemaVersion();
     void endBurstTransaction();
     void noteCommit();
     void forgetChanges();

@@ -1,6 +1,9 @@
 #include "SqliteRows.h"
 
 #include "SqliteValue.h"
+#include "StoreChecks.h"
+
+#include <vantbase/Exception.h>
 
 namespace Tesk::Assets {
 
@@ -30,13 +33,24 @@ void writeMetaRow(SqliteCore &core, qint64 assetKey, const MetaRow &row)
     query.run();
 }
 
-MetaRow readMetaRow(SqliteCore &core, const SqliteQuery &query, int column)
+MetaRow readMetaRow(SqliteCore &core, const QByteArray &id, const SqliteQuery &query)
 {
     MetaRow row;
-    row.key = core.termText(query.integer(column));
-    row.type = static_cast<int>(query.integer(column + 1));
-    row.accessibility = static_cast<int>(query.integer(column + 2));
-    row.value = SqliteValue::read(query, column + 3);
+    row.key = core.termText(query.integer(0));
+    row.type = static_cast<int>(query.integer(1));
+    row.accessibility = static_cast<int>(query.integer(2));
+    try {
+        row.value = SqliteValue::read(query, 3);
+    } catch (const StoreError &) {
+        throw; // not for the sake of this value
+    } catch (const Exception::BaseException &error) {
+        StoreChecks::raise(
+                TESK_PLACE, StoreError::Code::Damaged,
+                QStringLiteral("Cannot read the metadata \"%1\" of asset \"%2\": %3; set "
+                               "it anew, or restore a backup")
+                        .arg(row.key, StoreChecks::readable(id), QString::fromUtf8(error.what())),
+                id);
+    }
     return row;
 }
 

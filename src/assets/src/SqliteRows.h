@@ -12,7 +12,9 @@ qint64 bodyHash(const QByteArray &data);
 /// Writes one item, over the one of its key where there is one.
 void writeMetaRow(SqliteCore &core, qint64 assetKey, const MetaRow &row);
 
-/// Reads key_k, type, accessibility, kind and value from \a column on.
-MetaRow readMetaRow(SqliteCore &core, const SqliteQuery &query, int column);
+/// Reads key_k, type, accessibility, kind and value, the first columns, of the asset \a id.
+///
+/// Raises Damaged where the value is of no known form.
+MetaRow readMetaRow(SqliteCore &core, const QByteArray &id, const SqliteQuery &query);
 
 } // namespace Tesk::Assets

@@ -13,6 +13,7 @@
 #include <sqlite3.h>
 
 #include <exception>
+#include <utility>
 
 // Outside of every namespace, as the macro asks for.
 static void initializeScripts()
@@ -114,7 +115,7 @@ void configure(SqliteConnection &connection)
     setPragma(connection, "journal_size_limit", "67108864", QStringLiteral("67108864"));
 }
 
-static void apply(SqliteConnection &connection, int version)
+static QByteArray scriptOf(int version)
 {
     initializeScripts();
     QFile script(QStringLiteral(":/tesk/assets/sql/schema-%1.sql").arg(version));
@@ -123,7 +124,33 @@ static void apply(SqliteConnection &connection, int version)
                            QStringLiteral("Cannot make schema %1: the program lacks its script; "
                                           "install it again")
                                    .arg(version));
-    const QByteArray sql = script.readAll();
+    return script.readAll();
+}
+
+void requireOwnCode(const Place &place, SqliteConnection &connection)
+{
+    SqliteQuery query(connection,
+                      "SELECT name, sql FROM sqlite_schema "
+                      "WHERE type IN ('trigger', 'view') OR sql LIKE 'CREATE VIRTUAL%'");
+    QByteArray scripts;
+    while (query.next()) {
+        if (scripts.isEmpty()) {
+            for (int version = 1; version <= SqliteStore::sSchemaVersion; ++version)
+                scripts += scriptOf(version);
+        }
+        if (!scripts.contains(query.bytes(1)))
+            StoreChecks::raise(
+                    place, StoreError::Code::Damaged,
+                    QStringLiteral("Cannot open \"%1\": it holds \"%2\", which no version "
+                                   "of the program made and which would run by itself; "
+                                   "restore a backup")
+                            .arg(connection.path(), query.text(0)));
+    }
+}
+
+static void apply(SqliteConnection &connection, int version)
+{
+    const QByteArray sql = scriptOf(version);
     connection.execute(sql.constData());
 
     const QByteArray hash = QCryptographicHash::hash(sql, QCryptographicHash::Sha256).toHex();
@@ -164,13 +191,18 @@ void create(SqliteConnection &connection)
     });
 }
 
-void migrate(SqliteConnection &connection, int version)
+void migrate(SqliteConnection &connection, const std::function<void(int)> &keep)
 {
+    bool isKept = false;
+    int version = 0;
     while (version < SqliteStore::sSchemaVersion) {
-        inTransaction(connection, [&connection, &version] {
+        inTransaction(connection, [&] {
             version = inspect(connection).version; // another process may have been faster
-            if (version < SqliteStore::sSchemaVersion)
-                apply(connection, ++version);
+            if (version >= SqliteStore::sSchemaVersion)
+                return;
+            if (!std::exchange(isKept, true))
+                keep(version); // nobody else writes meanwhile
+            apply(connection, ++version);
         });
     }
 }

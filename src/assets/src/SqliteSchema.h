@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace Tesk::Assets {
 
 /// What makes an SQLite file a database of ours: its marks, its tables, its migrations.
@@ -38,8 +40,15 @@ void setPragma(SqliteConnection &connection, const char *name, const char *value
 /// Makes the tables, in one transaction, unless somebody else was faster.
 void create(SqliteConnection &connection);
 
-/// Applies the steps from \a version to the newest, each in a transaction of its own.
-void migrate(SqliteConnection &connection, int version);
+/// Raises Damaged for what runs by itself when the file is read or written, and is not of ours:
+/// views, triggers, virtual tables.
+void requireOwnCode(const Place &place, SqliteConnection &connection);
+
+/// Applies the steps to the newest schema, each in a transaction of its own.
+///
+/// Calls \a keep with the version found inside the first of them, before anything is changed;
+/// not at all where another process was faster.
+void migrate(SqliteConnection &connection, const std::function<void(int version)> &keep);
 
 } // namespace SqliteSchema
 } // namespace Tesk::Assets

@@ -2,7 +2,10 @@
 
 #include "SqliteCore.h"
 #include "SqliteRows.h"
+#include "SqliteValue.h"
 #include "StoreChecks.h"
+
+#include <vantbase/Exception.h>
 
 #include <QHash>
 
@@ -57,6 +60,29 @@ static void checkBodies(SqliteCore &core, Findings &findings)
                                        QStringLiteral("The body of asset \"%1\" is not what was "
                                                       "written; restore it from a backup")
                                                .arg(readable(row.bytes(0)))});
+               });
+}
+
+static void checkMetaData(SqliteCore &core, Findings &findings)
+{
+    forEachRow(core,
+               "SELECT asset.id, term.text, kind, value FROM meta "
+               "JOIN asset ON asset.k = meta.asset_k LEFT JOIN term ON term.k = key_k "
+               "ORDER BY asset.k, key_k",
+               [&](const SqliteQuery &row) {
+                   try {
+                       SqliteValue::read(row, 2);
+                   } catch (const StoreError &) {
+                       throw;
+                   } catch (const Exception::BaseException &error) {
+                       findings.push_back({Code::StoreDamaged,
+                                           row.bytes(0),
+                                           {},
+                                           QStringLiteral("The metadata \"%1\" of asset \"%2\" "
+                                                          "cannot be read: %3")
+                                                   .arg(row.text(1), readable(row.bytes(0)),
+                                                        QString::fromUtf8(error.what()))});
+                   }
                });
 }
 
@@ -137,6 +163,7 @@ std::vector<StoreFinding> SqliteStore::checkIntegrity() const
         Findings findings;
         checkStorage(*m_core, findings);
         checkBodies(*m_core, findings);
+        checkMetaData(*m_core, findings);
         checkLists(*m_core, findings);
         checkLinks(*m_core, findings);
         return findings;

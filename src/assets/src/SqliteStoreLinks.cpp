@@ -5,6 +5,8 @@
 #include "StoreChecks.h"
 
 #include <algorithm>
+#include <iterator>
+#include <limits>
 #include <utility>
 
 namespace Tesk::Assets {
@@ -37,7 +39,7 @@ std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArr
             std::vector<MetaRow> &rows = result.emplace_back();
             query.reuse().bindBytes(id);
             while (query.next())
-                rows.push_back(readMetaRow(*m_core, query, 0));
+                rows.push_back(readMetaRow(*m_core, id, query));
             std::sort(rows.begin(), rows.end(), [](const MetaRow &left, const MetaRow &right) {
                 return left.key < right.key;
             });
@@ -61,10 +63,24 @@ std::vector<std::optional<MetaRow>> SqliteStore::metaDataItems(std::span<const Q
         for (std::size_t index = 0; index < ids.size(); ++index) {
             query.reuse().bind(*keyTerm).bindBytes(ids[index]);
             if (query.next())
-                rows[index] = readMetaRow(*m_core, query, 0);
+                rows[index] = readMetaRow(*m_core, ids[index], query);
         }
         return rows;
     });
+}
+
+static bool hasMetaRow(SqliteCore &core, qint64 key, qint64 keyTerm, const MetaWrite &write)
+{
+    SqliteQuery find(*core.connection, "SELECT key_k, type, accessibility, kind, value FROM meta "
+                                       "WHERE asset_k = ?1 AND key_k = ?2");
+    find.bind(key).bind(keyTerm);
+    try {
+        return find.next() && isSame(readMetaRow(core, write.id, find), write.item);
+    } catch (const StoreError &error) {
+        if (error.code() != StoreError::Code::Damaged || error.assetId() != write.id)
+            throw;
+        return false; // what cannot be read is written over
+    }
 }
 
 qsizetype SqliteStore::setMetaData(std::span<const MetaWrite> items)
@@ -76,14 +92,8 @@ qsizetype SqliteStore::setMetaData(std::span<const MetaWrite> items)
             requireMetaRow(place, write.item, write.id);
             const qint64 key = m_core->requireAsset(place, write.id);
             const qint64 keyTerm = m_core->requireTerm(write.item.key);
-            {
-                SqliteQuery find(*m_core->connection,
-                                 "SELECT key_k, type, accessibility, kind, value FROM meta "
-                                 "WHERE asset_k = ?1 AND key_k = ?2");
-                find.bind(key).bind(keyTerm);
-                if (find.next() && isSame(readMetaRow(*m_core, find, 0), write.item))
-                    continue;
-            }
+            if (hasMetaRow(*m_core, key, keyTerm, write))
+                continue;
             writeMetaRow(*m_core, key, write.item);
             m_core->touch(key);
             ++count;
@@ -205,8 +215,14 @@ qsizetype SqliteStore::appendToCollection(const QByteArray &collection,
         const qint64 key = m_core->requireAsset(place, collection);
         SqliteQuery last(connection, "SELECT position FROM collection_item WHERE collection_k = ?1 "
                                      "ORDER BY position DESC LIMIT 1");
-        qint64 position = last.bind(key).next() ? last.integer(0) + 1 : 0;
+        qint64 position = last.bind(key).next() ? last.integer(0) : -1;
         last.reuse();
+        if (position > std::numeric_limits<qint64>::max() - std::ssize(ids) - 1)
+            raise(place, StoreError::Code::Damaged,
+                  QStringLiteral("Cannot append to collection \"%1\": there is no position after "
+                                 "that of its last item; restore a backup")
+                          .arg(readable(collection)),
+                  collection);
 
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
@@ -219,7 +235,7 @@ qsizetype SqliteStore::appendToCollection(const QByteArray &collection,
                                "COALESCE(asset.name, ''), COALESCE(asset.flags, 0) "
                                "FROM (SELECT 1) LEFT JOIN asset ON asset.id = ?3 "
                                "WHERE true ON CONFLICT DO NOTHING");
-            if (insert.bind(key).bind(position).bindBytes(id).run() == 0)
+            if (insert.bind(key).bind(position + 1).bindBytes(id).run() == 0)
                 continue;
             ++position;
             ++count;

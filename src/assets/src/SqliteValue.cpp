@@ -1,10 +1,9 @@
 #include "SqliteValue.h"
 
-#include "StoreChecks.h"
-
 #include <data/Cbor.h>
 #include <data/Document.h>
 #include <data/Serialization.h>
+#include <vantbase/Exception.h>
 
 #include <QMetaType>
 
@@ -106,10 +105,8 @@ QVariant SqliteValue::read(const SqliteQuery &query, int column)
         return Data::Serialization::readVariant(
                 Data::Serialization::fromCbor(query.bytes(valueColumn)).root());
     default:
-        StoreChecks::raise(TESK_PLACE, StoreError::Code::Damaged,
-                           QStringLiteral("Cannot read a metadata value: kind %1 is unknown; it "
-                                          "needs a newer version, or a backup to restore")
-                                   .arg(query.integer(column)));
+        throw Exception::Data::SerializationException(
+                QStringLiteral("kind %1 is unknown").arg(query.integer(column)));
     }
 }
 

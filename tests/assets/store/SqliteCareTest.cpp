@@ -8,6 +8,9 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <atomic>
+#include <string>
+#include <thread>
 
 namespace Tesk::Assets {
 
@@ -45,45 +48,6 @@ TEST_F(SqliteStoreTest, doesNotSyncSingleWritesNorSmallTransactions)
     EXPECT_TRUE(FaultyFiles::syncs().empty());
     EXPECT_GT(FaultyFiles::calls(), 0);
     FaultyFiles::disarm();
-}
-
-TEST_F(SqliteStoreTest, bringsAnOlderSchemaUpToDateAndKeepsACopy)
-{
-    {
-        const auto store = open();
-        putAsset(*store, "a", QStringLiteral("Name"), QByteArray("body"));
-        AssetWrite write = assetWrite("old");
-        write.nextVersion = QByteArray("a");
-        store->write({&write, 1});
-    }
-    // Schema 1 lacked the triggers.
-    raw("DROP TRIGGER version_edge_insert; DROP TRIGGER version_edge_update; "
-        "DELETE FROM migration WHERE version = 2; PRAGMA user_version = 1");
-
-    const auto store = open(SqliteStore::Mode::Open);
-
-    const QByteArray id = "a";
-    EXPECT_EQ(store->load({&id, 1}).front()->body->data, QByteArray("body"));
-    EXPECT_EQ(raw("PRAGMA user_version"), QStringLiteral("2"));
-    EXPECT_EQ(raw("SELECT COUNT(*) FROM sqlite_schema WHERE type = 'trigger'"),
-              QStringLiteral("2"));
-    EXPECT_EQ(raw("SELECT group_concat(version) FROM migration"), QStringLiteral("1,2"));
-    EXPECT_EQ(raw("SELECT length(hash) FROM migration WHERE version = 2"), QStringLiteral("64"));
-    EXPECT_EQ(raw("PRAGMA user_version", "assets.db.schema-1"), QStringLiteral("1"));
-    EXPECT_EQ(raw("SELECT COUNT(*) FROM asset", "assets.db.schema-1"), QStringLiteral("2"));
-    EXPECT_THAT(m_log.texts().back(), testing::EndsWith("assets.db.schema-1\""));
-}
-
-TEST_F(SqliteStoreTest, readsAnOlderSchemaThatItMayNotChange)
-{
-    putAsset(*open(), "a");
-    raw("DROP TRIGGER version_edge_insert; DROP TRIGGER version_edge_update; "
-        "DELETE FROM migration WHERE version = 2; PRAGMA user_version = 1");
-
-    EXPECT_EQ(open(SqliteStore::Mode::ReadOnly)->statistics().assets, 1);
-
-    EXPECT_EQ(raw("PRAGMA user_version"), QStringLiteral("1"));
-    EXPECT_FALSE(QFile::exists(filePath("assets.db.schema-1")));
 }
 
 TEST_F(SqliteStoreTest, refusesACycleThatIsWrittenPastTheStore)
@@ -232,6 +196,46 @@ TEST_F(SqliteStoreTest, backsUpWhatIsCommittedWhileItIsInUse)
     EXPECT_EQ(copy.databaseId(), store->databaseId());
     EXPECT_TRUE(copy.checkIntegrity().empty());
     EXPECT_EQ(store->statistics().assets, 2);
+}
+
+TEST_F(SqliteStoreTest, backsUpWholeBatchesWhileOthersWrite)
+{
+    constexpr std::size_t sBatch = 20;
+    const auto store = open();
+    putAsset(*store, "list");
+    std::atomic<bool> isDone = false;
+    std::thread writer([&] {
+        SqliteStore others(filePath());
+        for (int batch = 0; !isDone; ++batch) {
+            Ids ids;
+            std::vector<AssetWrite> writes;
+            for (std::size_t index = 0; index < sBatch; ++index) {
+                ids.push_back(QByteArray::number(batch) + '-' + QByteArray::number(index));
+                writes.push_back(
+                        assetWrite(ids.back(), QStringLiteral("Filter"), {}, QByteArray(100, 'x')));
+            }
+            Store::Transaction transaction(others, SyncLevel::Process);
+            others.write(writes);
+            others.appendToCollection("list", ids);
+            transaction.commit();
+        }
+    });
+
+    std::vector<std::size_t> sizes;
+    for (int copy = 0; copy < 10; ++copy) {
+        const QString path = filePath(("copy" + std::to_string(copy)).c_str());
+        store->backupTo(path);
+        const SqliteStore backup(path, SqliteStore::Mode::Open);
+        sizes.push_back(backup.scanCollection("list").size());
+        EXPECT_EQ(sizes.back() % sBatch, 0U);
+        EXPECT_EQ(backup.statistics().assets, qint64(sizes.back()) + 1);
+        EXPECT_TRUE(backup.checkIntegrity().empty());
+    }
+    isDone = true;
+    writer.join();
+
+    EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
+    EXPECT_LT(sizes.front(), sizes.back());
 }
 
 TEST_F(SqliteStoreTest, refusesToBackUpOverAFileOrIntoNowhere)

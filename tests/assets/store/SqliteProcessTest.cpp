@@ -1,9 +1,12 @@
+#include "../support/NoteAsset.h"
+#include "Child.h"
 #include "SqliteFixture.h"
 
-#include <QCoreApplication>
+#include <assets/AssetDatabaseService.h>
+#include <assets/CollectionAsset.h>
+
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 
 #include <sqlite3.h>
 
@@ -19,63 +22,7 @@ using Mode = SqliteStore::Mode;
 
 namespace {
 
-constexpr int sPatienceMs = 60000;
 constexpr int sBatchSize = 20;
-
-QString childProgram()
-{
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/assets_store_child");
-}
-
-/// The other process; killed at the latest when it goes out of scope.
-class Child
-{
-public:
-    explicit Child(const QStringList &arguments)
-    {
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(childProgram(), arguments);
-    }
-    ~Child() { kill(); }
-    Q_DISABLE_COPY_MOVE(Child)
-
-    /// Waits for the next line; empty when the process ended.
-    QByteArray line()
-    {
-        while (!m_process.canReadLine()) {
-            if (!m_process.waitForReadyRead(sPatienceMs))
-                return {};
-        }
-        return m_process.readLine().trimmed();
-    }
-
-    void send(const QByteArray &line)
-    {
-        m_process.write(line + '\n');
-        m_process.waitForBytesWritten(sPatienceMs);
-    }
-
-    /// Kills it at once; nothing of it runs on.
-    void kill()
-    {
-        if (m_process.state() == QProcess::NotRunning)
-            return;
-        m_process.kill();
-        m_process.waitForFinished(sPatienceMs);
-    }
-
-    QByteArray waitForAll()
-    {
-        m_process.waitForFinished(sPatienceMs);
-        return m_process.readAllStandardOutput();
-    }
-
-    /// What was still in the pipe when it died.
-    QByteArrayList rest() { return m_process.readAllStandardOutput().split('\n'); }
-
-private:
-    QProcess m_process;
-};
 
 int killCount()
 {
@@ -212,6 +159,82 @@ TEST_F(SqliteStoreTest, letsTwoProcessesImportAtOnceForAHundredRounds)
         ASSERT_EQ(store->changesSince(generation).changes.size(), 12U);
     }
     EXPECT_TRUE(store->checkIntegrity().empty());
+}
+
+TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnceForAHundredRounds)
+{
+    constexpr int sRounds = 100;
+    NoteAsset::registerType();
+    const auto service = AssetDatabaseService::open(std::make_unique<SqliteStore>(filePath()));
+    service->getOrCreateReferenceForInternalAsset("list", CollectionAsset::sTypeName);
+    const auto number = NoteAsset::make();
+    number->text.set(QStringLiteral("0"));
+    service->insertAsset(number, "number", {});
+    const auto list = std::dynamic_pointer_cast<CollectionAsset>(service->getAssetFromId("list"));
+    std::vector<AssetChange> seen;
+    service->addChangeObserver([&seen](const auto &changes) {
+        seen.insert(seen.end(), changes.begin(), changes.end());
+    });
+    Child first({QStringLiteral("share-service"), filePath(), QStringLiteral("first")});
+    Child second({QStringLiteral("share-service"), filePath(), QStringLiteral("second")});
+    ASSERT_EQ(first.line(), QByteArray("ready"));
+    ASSERT_EQ(second.line(), QByteArray("ready"));
+
+    for (int round = 1; round <= sRounds; ++round) {
+        const QByteArray name = QByteArray::number(round);
+        first.send(name);
+        second.send(name);
+        ASSERT_EQ(first.line(), QByteArray("read"));
+        ASSERT_EQ(second.line(), QByteArray("read"));
+        first.send("go");
+        second.send("go");
+        const QByteArray firstAnswer = first.line();
+        const QByteArray secondAnswer = second.line();
+        ASSERT_FALSE(firstAnswer.isEmpty());
+        ASSERT_FALSE(secondAnswer.isEmpty());
+        // Both had read the same number: one of them was told, and added to the other's.
+        ASSERT_EQ(firstAnswer.toInt() + secondAnswer.toInt(), 1);
+
+        // Look-ups see it at once; what is live follows with a refresh.
+        const auto note = std::dynamic_pointer_cast<NoteAsset>(
+                service->getAssetFromId("first-" + name + "-4"));
+        ASSERT_TRUE(note);
+        ASSERT_EQ(note->text.get(), QStringLiteral("first-%1-").arg(round));
+        ASSERT_TRUE(service->getAssetFromId("second-" + name + "-0"));
+        seen.clear();
+        const auto result = service->refresh();
+        ASSERT_EQ(number->text.get().toInt(), 2 * round);
+        ASSERT_EQ(list->itemCount(), 10 * round);
+        const AssetChange changed{AssetChange::Kind::ContentChanged, number->ownReference(), true};
+        ASSERT_EQ(std::count(seen.begin(), seen.end(), changed), 1);
+        ASSERT_EQ(
+                std::count(result.refreshed.begin(), result.refreshed.end(), list->ownReference()),
+                1);
+    }
+    EXPECT_TRUE(service->checkIntegrity().empty());
+}
+
+TEST_F(SqliteStoreTest, fillsASmallDiskAndGoesOnWhenThereIsSpaceAgain)
+{
+    Child child({QStringLiteral("fill-disk"), m_folder.path()});
+    const QByteArray said = child.waitForAll();
+    if (said == "no small disk\n")
+        GTEST_SKIP() << "this user may not mount";
+    const QByteArrayList lines = said.split('\n');
+
+    ASSERT_EQ(lines.size(), 4) << said.toStdString();
+    EXPECT_EQ(
+            lines[0],
+            QStringLiteral("error 4 Cannot write to the database \"%1\": database or disk is full "
+                           "(SQLite error 13); nothing of it was stored; free some space on the "
+                           "disk, then try again")
+                    .arg(filePath())
+                    .toUtf8());
+    EXPECT_TRUE(lines[1].startsWith("full ") && lines[1].endsWith(" batches, 0 more, 0 findings"))
+            << lines[1].toStdString();
+    EXPECT_GT(lines[1].split(' ')[1].toInt(), 2);
+    EXPECT_TRUE(lines[2].startsWith("freed ") && lines[2].endsWith(" batches, 0 more, 0 findings"))
+            << lines[2].toStdString();
 }
 
 TEST_F(SqliteStoreTest, letsTwoProcessesCreateAFileAtOnce)

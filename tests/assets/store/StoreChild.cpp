@@ -10,6 +10,7 @@
 #include <assets/StoreError.h>
 
 #include <QCoreApplication>
+#include <QFile>
 
 #include <cstdio>
 #include <exception>
@@ -18,6 +19,8 @@
 #include <optional>
 #include <string>
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 using namespace Tesk;
@@ -140,6 +143,105 @@ int share(const QString &path, const QByteArray &name)
     return 0;
 }
 
+/// Opens a file of an older schema.
+int migrate(const QString &path)
+{
+    std::cout << "ready" << std::endl;
+    const SqliteStore store(path, SqliteStore::Mode::Open);
+    std::cout << "open " << store.statistics().assets << std::endl;
+    return 0;
+}
+
+/// As share(), through the database: one batch, then a field of an asset that others write too.
+int shareService(const QString &path, const QByteArray &name)
+{
+    NoteAsset::registerType();
+    const auto service = AssetDatabaseService::open(std::make_unique<SqliteStore>(path));
+    const auto list = std::dynamic_pointer_cast<CollectionAsset>(service->getAssetFromId("list"));
+    const auto number = std::dynamic_pointer_cast<NoteAsset>(service->getAssetFromId("number"));
+    std::cout << "ready" << std::endl;
+    std::string round;
+    while (std::getline(std::cin, round)) {
+        service->refresh();
+        int found = number->text.get().toInt();
+        std::cout << "read" << std::endl;
+        std::string go;
+        std::getline(std::cin, go);
+        const QByteArray prefix = name + '-' + QByteArray::fromStdString(round) + '-';
+        AssetDatabaseService::BatchScope scope(*service);
+        for (int index = 0; index < 5; ++index) {
+            const auto note = NoteAsset::make();
+            note->text.set(QString::fromLatin1(prefix));
+            CollectionControl::appendAssetFromRef(
+                    list, service->insertAsset(note, prefix + QByteArray::number(index), {}));
+        }
+        scope.commit();
+        int conflicts = 0;
+        for (bool isStored = false; !isStored;) {
+            try {
+                number->text.set(QString::number(found + 1));
+                isStored = true;
+            } catch (const StoreError &error) {
+                if (error.code() != StoreError::Code::Changed || error.assetId() != "number")
+                    throw;
+                ++conflicts;
+                service->refresh();
+                found = number->text.get().toInt();
+            }
+        }
+        std::cout << conflicts << std::endl;
+    }
+    return 0;
+}
+
+/// Fills a small disk of its own with batches, frees some of it, and goes on.
+///
+/// Says how many batches were stored when the disk was full, what the error was, and what is there.
+int fillDisk(const QString &folder)
+{
+    const int spaces = geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER;
+    const QByteArray target = QFile::encodeName(folder);
+    if (unshare(spaces) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+        || mount("tmpfs", target.constData(), "tmpfs", 0, "size=2m") != 0) {
+        std::cout << "no small disk" << std::endl;
+        return 0;
+    }
+    QFile ballast(folder + QStringLiteral("/ballast"));
+    if (!ballast.open(QIODevice::WriteOnly) || ballast.write(QByteArray(400'000, 'x')) < 0)
+        return 4;
+    ballast.close();
+    NoteAsset::registerType();
+    const auto service = AssetDatabaseService::open(
+            std::make_unique<SqliteStore>(folder + QStringLiteral("/assets.db")));
+    const auto importBatch = [&service](int batch) {
+        AssetDatabaseService::BatchScope scope(*service);
+        for (int index = 0; index < sBatchSize; ++index) {
+            const QByteArray id = batchId(batch, index);
+            const auto note = NoteAsset::make();
+            note->text.set(QString::fromLatin1(id.repeated(200)));
+            service->insertAsset(note, id, {});
+        }
+        scope.commit();
+    };
+    int batches = 0;
+    try {
+        for (;; ++batches)
+            importBatch(batches);
+    } catch (const StoreError &error) {
+        std::cout << "error " << static_cast<int>(error.code()) << ' ' << error.what() << std::endl;
+    }
+    const auto report = [&](const char *when) {
+        std::cout << when << ' ' << batches << " batches, "
+                  << service->statistics().storedAssets - std::size_t(batches * sBatchSize)
+                  << " more, " << service->checkIntegrity().size() << " findings" << std::endl;
+    };
+    report("full");
+    ballast.remove();
+    importBatch(batches++);
+    report("freed");
+    return 0;
+}
+
 /// Opens a file that this user may only read, and says what can be done with it.
 int readAsNobody(const QString &path)
 {
@@ -175,6 +277,12 @@ int run(const QStringList &arguments)
         return importByService(arguments.value(2), arguments.value(3).toInt());
     if (command == QLatin1StringView("share"))
         return share(arguments.value(2), arguments.value(3).toLatin1());
+    if (command == QLatin1StringView("share-service"))
+        return shareService(arguments.value(2), arguments.value(3).toLatin1());
+    if (command == QLatin1StringView("migrate"))
+        return migrate(arguments.value(2));
+    if (command == QLatin1StringView("fill-disk"))
+        return fillDisk(arguments.value(2));
     if (command == QLatin1StringView("nobody"))
         return readAsNobody(arguments.value(2));
     std::cerr << "unknown command\n";

@@ -163,6 +163,8 @@ public:
     // --- care
 
     /// Writes all that is committed to a new file, which must not exist, while the store is in use.
+    ///
+    /// Raises Misuse where the store has no file form, as one in memory.
     virtual void backupTo(const QString &path) const = 0;
     virtual std::vector<StoreFinding> checkIntegrity() const = 0;
     virtual StoreStatistics statistics() const = 0;
