@@ -326,6 +326,25 @@ TEST_P(AssetDatabaseServiceTest, refusesToInsertWhatCannotBeFiled)
     EXPECT_EQ(service->statistics().storedAssets, 1U);
 }
 
+TEST_P(AssetDatabaseServiceTest, filesNothingUnderTheIdThatStandsForNullItems)
+{
+    const TestSupport::RecordedLog log;
+    const QByteArray zero(1, '\0');
+    Status status = Status::Existing;
+    const auto internal = std::dynamic_pointer_cast<NoteAsset>(
+            service->createInternalAsset("{1}", NoteAsset::sTypeName, {}));
+    internal->contentId = zero;
+
+    EXPECT_THROW(insertNote(zero), Exception::InvalidArgumentException);
+    EXPECT_THROW(service->createInternalAsset(zero, NoteAsset::sTypeName, {}),
+                 Exception::InvalidArgumentException);
+    EXPECT_THROW(service->makeAssetPersistent(internal, nullptr),
+                 Exception::InvalidArgumentException);
+    EXPECT_TRUE(service->getOrCreateReferenceForInternalAsset(zero, NoteAsset::sTypeName, &status)
+                        .isInvalid());
+    EXPECT_EQ(status, Status::InvalidId);
+}
+
 TEST_P(AssetDatabaseServiceTest, storesAChangedFieldAtOnce)
 {
     const auto asset = insertNote("a");
@@ -363,6 +382,23 @@ TEST_P(AssetDatabaseServiceTest, findsByTypeStoredAndInternalAssets)
     EXPECT_THAT(service->findByType(NoteAsset::sTypeName),
                 testing::UnorderedElementsAre(service->referenceFromId("a"),
                                               service->referenceFromId("{1}")));
+}
+
+TEST_P(AssetDatabaseServiceTest, findsByTypeWhatWasStoredUnderAnOldNameOfTheClass)
+{
+    Data::ClassRegistry::declareClassNameAlias("Tesk::Assets::OldNote", NoteAsset::sTypeName);
+    AssetWrite write;
+    write.row.id = "old";
+    write.row.className = "Tesk::Assets::OldNote";
+    store.write(std::span(&write, 1));
+    insertNote("new");
+    const auto both = testing::UnorderedElementsAre(service->referenceFromId("old"),
+                                                    service->referenceFromId("new"));
+
+    EXPECT_THAT(service->findByType(NoteAsset::sTypeName), both);
+    EXPECT_THAT(service->findByType("Tesk::Assets::OldNote"), both);
+    note("old")->text.set("written under the name of today");
+    EXPECT_THAT(service->findByType(NoteAsset::sTypeName), both);
 }
 
 TEST_P(AssetDatabaseServiceTest, findsByNameInAnyLetterCase)

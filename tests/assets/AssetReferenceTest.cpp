@@ -1,5 +1,6 @@
 #include "support/DatabaseFixture.h"
 
+#include <assets/MemoryStore.h>
 #include <data/Document.h>
 #include <data/Serialization.h>
 #include <vantbase/ServiceLocator.h>

@@ -363,6 +363,51 @@ TEST_P(BatchScopeTest, putsInternalCollectionsBackInTheirOrder)
     EXPECT_THAT(list->items(), testing::ElementsAre(a, b));
 }
 
+TEST_P(BatchScopeTest, leavesTheNameThatWasStoredLast)
+{
+    const auto asset = insertNote("a", "text", "Before");
+    const auto renameElsewhere = [&] {
+        std::thread([&] { AssetControl::setName(asset, "Elsewhere"); }).join();
+    };
+    {
+        BatchScope scope(*service);
+        AssetControl::setName(asset, "Here");
+        renameElsewhere();
+        scope.commit();
+    }
+    EXPECT_EQ(AssetControl::getName(asset), "Here");
+    EXPECT_EQ(service->getNameFromRef(asset->ownReference()), "Here");
+    {
+        const BatchScope scope(*service);
+        AssetControl::setName(asset, "Given up");
+        renameElsewhere();
+    }
+    EXPECT_EQ(AssetControl::getName(asset), "Elsewhere");
+    asset->text.set("a body, which is stored with the name");
+
+    EXPECT_EQ(service->getNameFromRef(asset->ownReference()), "Elsewhere");
+    reopen();
+    EXPECT_EQ(AssetControl::getName(note("a")), "Elsewhere");
+}
+
+TEST_P(BatchScopeTest, bringsNothingBackIntoADatabaseThatIsClosed)
+{
+    const auto asset = insertNote("a", "text");
+    const AssetReference reference = asset->ownReference();
+    std::optional<BatchScope> scope;
+    scope.emplace(*service);
+    service->removeAsset(reference);
+    service->close();
+
+    scope.reset();
+
+    EXPECT_EQ(reference.asset(), nullptr);
+    EXPECT_EQ(asset.use_count(), 1); // nothing holds it any more
+    service = openAnother();
+    EXPECT_NE(reference.asset(), nullptr);
+    EXPECT_NE(reference.asset(), asset);
+}
+
 ASSETS_FOR_EVERY_STORE(BatchScopeTest);
 
 } // namespace Tesk::Assets

@@ -2,6 +2,10 @@
 
 #include <assets/CollectionControl.h>
 #include <support/RecordedLog.h>
+#include <vantbase/Exception.h>
+
+#include <random>
+#include <set>
 
 namespace Tesk::Assets {
 
@@ -80,6 +84,46 @@ TEST_P(IntegrityTest, loadsNothingIntoTheDatabaseByLooking)
     findings();
 
     EXPECT_EQ(service->statistics().liveAssets, 0U);
+}
+
+TEST_P(IntegrityTest, listsExactlyTheBodiesThatCannotBeTouched)
+{
+    const TestSupport::RecordedLog log;
+    const unsigned int seed = std::random_device()();
+    std::mt19937 random(seed);
+    insertNote("good", "text")->dependencies.append(service->referenceFromId("x"));
+    const QByteArray id = "good";
+    const QByteArray good = store.load(std::span(&id, 1)).front()->body->data;
+    constexpr int count = 300;
+    for (int number = 0; number < count; ++number) {
+        QByteArray body = number % 3 == 0 ? QByteArray(qsizetype(random() % 64), '\0') : good;
+        const int changes = number % 3 == 0 ? int(body.size()) : 1 + int(random() % 3);
+        for (int change = 0; change < changes && !body.isEmpty(); ++change)
+            body[qsizetype(random() % std::size_t(body.size()))] = char(random());
+        if (number % 3 == 2)
+            body.truncate(qsizetype(random() % std::size_t(good.size())));
+        storeRaw("body" + QByteArray::number(number), NoteAsset::sTypeName, body);
+    }
+    reopen();
+
+    std::set<QByteArray> listed;
+    for (const auto &[code, asset] : findings()) {
+        if (code == Code::BodyUndecodable)
+            listed.insert(asset);
+    }
+    for (int number = 0; number < count; ++number) {
+        const auto asset = note("body" + QByteArray::number(number));
+        const auto touch = [&asset] {
+            asset->text.get();
+        };
+        if (listed.contains(asset->ownReference().id())) {
+            EXPECT_THROW(touch(), Exception::Data::SerializationException) << "seed " << seed;
+        } else {
+            EXPECT_NO_THROW(touch()) << "seed " << seed;
+        }
+    }
+    EXPECT_GT(listed.size(), 100U);
+    EXPECT_EQ(note("good")->text.get(), "text");
 }
 
 ASSETS_FOR_EVERY_STORE(IntegrityTest);

@@ -4,6 +4,7 @@
 #include <assets/MetaDataControl.h>
 #include <assets/StoreError.h>
 #include <support/RecordedLog.h>
+#include <vantbase/Exception.h>
 
 namespace Tesk::Assets {
 
@@ -168,6 +169,97 @@ TEST_P(RefreshTest, appendsToACollectionThatAnotherProcessExtended)
 
     EXPECT_THAT(collection("c")->items(), testing::ElementsAre(service->referenceFromId("theirs"),
                                                                service->referenceFromId("ours")));
+}
+
+TEST_P(RefreshTest, keepsTheNameThatAnotherProcessGaveWhenABodyIsWritten)
+{
+    insertNote("a", "text", "First");
+    reopen();
+    const auto shell = note("a");
+    AssetControl::setName(theirs("a"), "Theirs");
+
+    shell->text.set("ours"); // reads the body first, as it is now
+
+    EXPECT_EQ(service->getNameFromRef(shell->ownReference()), "Theirs");
+    EXPECT_EQ(AssetControl::getName(shell), "Theirs");
+}
+
+TEST_P(RefreshTest, findsAnAssetThatAnotherProcessRenamedAsIsRecorded)
+{
+    CollectionControl::appendAssetFromRef(collection("c"),
+                                          insertNote("a", "text", "First")->ownReference());
+    reopen();
+    const AssetReference item = collection("c")->items().front();
+    AssetControl::setName(theirs("a"), "Theirs");
+
+    EXPECT_EQ(AssetControl::getName(item.asset()), "Theirs");
+}
+
+TEST_P(RefreshTest, givesNothingForAnItemThatAnotherProcessRemoved)
+{
+    const auto list = collection("c");
+    CollectionControl::appendAssetFromRef(list, insertNote("a")->ownReference());
+    CollectionControl::appendAssetFromRef(list, insertNote("b")->ownReference());
+    reopen();
+    const std::vector<AssetReference> items = collection("c")->items();
+    other->removeAsset(other->referenceFromId("a"));
+
+    EXPECT_EQ(items[0].asset(), nullptr);
+    EXPECT_NE(items[1].asset(), nullptr);
+    EXPECT_EQ(service->getTypeNameFromRef(items[0]), QString());
+    EXPECT_NE(insertNote("a"), nullptr); // the id is free
+}
+
+TEST_P(RefreshTest, givesWhatAnotherProcessMadeOfAnItem)
+{
+    const auto list = collection("c");
+    CollectionControl::appendAssetFromRef(list, insertNote("a")->ownReference());
+    reopen();
+    const AssetReference item = collection("c")->items().front();
+    other->removeAsset(other->referenceFromId("a"));
+    other->getOrCreateReferenceForInternalAsset("a", CollectionAsset::sTypeName);
+
+    EXPECT_NE(std::dynamic_pointer_cast<CollectionAsset>(item.asset()), nullptr);
+}
+
+TEST_P(RefreshTest, readsNoBodyOfAnotherClass)
+{
+    const TestSupport::RecordedLog log;
+    insertNote("a", "text");
+    reopen();
+    const auto shell = note("a");
+    other->removeAsset(other->referenceFromId("a"));
+    other->getOrCreateReferenceForInternalAsset("a", CollectionAsset::sTypeName);
+
+    try {
+        shell->text.get();
+        FAIL() << "read the body of a collection";
+    } catch (const Exception::Data::SerializationException &error) {
+        EXPECT_STREQ(error.what(),
+                     "Cannot read the body of Tesk::Assets::NoteAsset \"\" [a]: the "
+                     "store has a \"Tesk::Assets::CollectionAsset\" under its id now");
+    }
+    const auto result = service->refresh();
+
+    EXPECT_THAT(result.refreshed, testing::ElementsAre(service->referenceFromId("a")));
+    EXPECT_NE(std::dynamic_pointer_cast<CollectionAsset>(service->getAssetFromId("a")), nullptr);
+}
+
+TEST_P(RefreshTest, bringsUpToDateLaterWhatAScopeKeptFromIt)
+{
+    const auto ours = insertNote("a", "first");
+    AssetDatabaseService::BatchScope scope(*service);
+    CollectionControl::hideAsset(ours->ownReference());
+    theirs("a")->text.set("theirs");
+    EXPECT_THAT(service->refresh().conflicts, testing::ElementsAre(ours->ownReference()));
+    EXPECT_THAT(service->refresh().conflicts, testing::ElementsAre(ours->ownReference()));
+    scope.commit();
+    EXPECT_EQ(ours->text.get(), "first");
+
+    EXPECT_THAT(service->refresh().refreshed, testing::ElementsAre(ours->ownReference()));
+
+    EXPECT_EQ(ours->text.get(), "theirs");
+    EXPECT_TRUE(service->refresh().refreshed.empty());
 }
 
 ASSETS_FOR_EVERY_STORE(RefreshTest);

@@ -5,6 +5,7 @@
 #include "DatabaseCore.h"
 
 #include <assets/Store.h>
+#include <data/ClassRegistry.h>
 #include <surfaces/Surface.h>
 #include <vantbase/TypeId.h>
 
@@ -63,7 +64,7 @@ std::shared_ptr<Asset> AssetDatabaseService::getAssetFromId(const QByteArray &id
 std::vector<AssetReference> AssetDatabaseService::findByType(const QString &typeName)
 {
     AssetQuery query;
-    query.className = typeName;
+    query.className = Data::ClassRegistry::currentName(typeName);
     return m_core->findByQuery(query);
 }
 

@@ -44,6 +44,7 @@ struct AssetSlot
     QString typeName;
     QString name; // what the database records
     qint64 revision = 0;
+    qint64 knownAt = 0; // generation at which the store was last seen to have it, while Known
     std::unique_ptr<UnstoredAttributes> unstored;
 };
 

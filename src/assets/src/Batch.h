@@ -39,6 +39,7 @@ struct PendingChange
     bool madePersistent = false; // created, of an internal asset
     bool contentChanged = false;
     std::optional<QString> name;
+    bool renamesObject = false; // not only what the database records
     std::optional<bool> hidden;
     std::map<QString, std::optional<MetaDataItem>> metaData; // nothing: removed
     std::optional<QByteArray> thumbnail;                     // empty: removed

@@ -55,7 +55,7 @@ std::vector<AssetWrite> BatchWriter::writes(std::vector<EncodedAsset> &encoded)
     writes.reserve(encoded.size());
     for (EncodedAsset &entry : encoded) {
         const AssetSlot &slot = *entry.change->slot;
-        entry.write.row.name = slot.name;
+        entry.write.row.name = entry.change->name.value_or(slot.name);
         entry.write.expectedRevision = slot.revision;
         if (entry.change->created && slot.unstored) {
             entry.write.expectedRevision = 0;

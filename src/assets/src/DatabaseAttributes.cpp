@@ -5,6 +5,7 @@
 #include "StoreValues.h"
 #include "Write.h"
 
+#include <assets/StoreError.h>
 #include <vantbase/Location.h>
 
 #include <algorithm>
@@ -48,15 +49,32 @@ QString DatabaseCore::recordedType(const AssetRecord &record)
     return slot == nullptr ? QString() : slot->typeName;
 }
 
-void DatabaseCore::renameLocked(Batch &batch, AssetSlot &slot, const QString &name)
+void DatabaseCore::renameLocked(Batch &batch, AssetSlot &slot, const QString &name,
+                                bool renamesObject)
 {
-    if (!slot.unstored)
-        changeLocked(batch, slot).name = name;
+    if (!slot.unstored) {
+        PendingChange &change = changeLocked(batch, slot);
+        change.name = name;
+        change.renamesObject |= renamesObject;
+    }
     batch.onRollback([this, &slot, before = slot.name] {
         const std::lock_guard lock(m_mutex);
-        slot.name = before;
+        slot.name = nameBeforeLocked(slot, before);
     });
     slot.name = name;
+}
+
+// Another thread may have stored a name since.
+QString DatabaseCore::nameBeforeLocked(const AssetSlot &slot, const QString &before) const noexcept
+{
+    if (slot.unstored)
+        return before;
+    try {
+        const std::optional<AssetRow> row = rowLocked(*slot.record);
+        return row ? row->name : before;
+    } catch (const StoreError &) {
+        return before; // what else is out of date is found when it is written
+    }
 }
 
 void DatabaseCore::recordName(const AssetRecord &record, const QString &name)
@@ -70,7 +88,7 @@ void DatabaseCore::recordName(const AssetRecord &record, const QString &name)
         AssetSlot *slot = findLocked(record);
         if (slot == nullptr)
             return;
-        renameLocked(write.batch(), *slot, name);
+        renameLocked(write.batch(), *slot, name, false);
         write.storeLocked();
     }
     write.finish();
@@ -88,10 +106,13 @@ void DatabaseCore::renameAsset(const std::shared_ptr<Asset> &asset, const QStrin
         const std::lock_guard lock(m_mutex);
         checkOpenLocked();
         AssetNames::set(*asset, name);
-        write.batch().onRollback([asset, own] { AssetNames::set(*asset, own); });
+        write.batch().onRollback([asset, own, name] {
+            if (AssetNames::get(*asset) == name) // and nobody else has named it since
+                AssetNames::set(*asset, own);
+        });
         AssetSlot *slot = liveSlotLocked(*asset);
         if (slot != nullptr && !isRecorded)
-            renameLocked(write.batch(), *slot, name);
+            renameLocked(write.batch(), *slot, name, true);
         write.storeLocked();
     }
     write.finish();

@@ -1,4 +1,4 @@
-#include "AssetErrors.h"
+#include "AssetNames.h"
 #include "AssetTable.h"
 #include "BodyCodec.h"
 #include "DatabaseCore.h"
@@ -6,10 +6,16 @@
 #include "Write.h"
 
 #include <assets/StoreError.h>
+#include <data/ClassRegistry.h>
 #include <vantbase/Exception.h>
+#include <vantbase/Location.h>
+#include <vantbase/Logger.h>
+
+#include <algorithm>
 
 namespace Tesk::Assets {
 
+using Data::ClassRegistry;
 using Exception::BaseException;
 using VantBase::logger;
 using VantBase::LogLevel;
@@ -35,16 +41,22 @@ void DatabaseCore::decode(Asset &asset)
 {
     const AssetRecord *record = nullptr;
     std::optional<StoredAsset> stored;
+    QString typeName;
     {
         const std::lock_guard lock(m_mutex);
         const AssetSlot *slot = m_store ? liveSlotLocked(asset) : nullptr;
         if (slot == nullptr)
             throw unreadable(asset, QStringLiteral("it is no longer in an open database"));
         record = slot->record;
+        typeName = slot->typeName;
         stored = takeBodyLocked(*record);
     }
     if (!stored)
         throw unreadable(asset, QStringLiteral("it is no longer in the store"));
+    if (ClassRegistry::currentName(stored->row.className) != ClassRegistry::currentName(typeName)) {
+        throw unreadable(asset, QStringLiteral("the store has a \"%1\" under its id now")
+                                        .arg(stored->row.className));
+    }
 
     const DecodingScope scope(*m_table);
     try {
@@ -66,9 +78,26 @@ void DatabaseCore::decode(Asset &asset)
         field->adoptOwnerThread();
 
     const std::lock_guard lock(m_mutex);
-    if (AssetSlot *slot = liveSlotLocked(asset))
+    if (AssetSlot *slot = liveSlotLocked(asset)) {
         slot->revision = stored->row.revision;
+        takeNameLocked(*slot, stored->row.name);
+    }
     m_reportedBodies.erase(record);
+}
+
+// Who writes the body next writes the name with it, and must not put back one that another
+// process has changed.
+void DatabaseCore::takeNameLocked(AssetSlot &slot, const QString &name)
+{
+    const auto renames = [&slot](const auto &scope) {
+        const PendingChange *pending = scope->find(*slot.record);
+        return pending != nullptr && pending->name;
+    };
+    if (slot.name == name || std::any_of(m_scopes.all().begin(), m_scopes.all().end(), renames))
+        return;
+    slot.name = name;
+    if (slot.owner)
+        AssetNames::set(*slot.owner, name);
 }
 
 bool DatabaseCore::reportOnce(const AssetRecord &record)
@@ -118,6 +147,7 @@ void DatabaseCore::prefetch(std::span<const AssetReference> references)
 {
     const std::lock_guard lock(m_mutex);
     checkOpenLocked();
+    const qint64 generation = m_store->generation();
     std::vector<const AssetRecord *> wanted;
     std::vector<QByteArray> ids;
     for (const AssetReference &reference : references) {
@@ -138,7 +168,8 @@ void DatabaseCore::prefetch(std::span<const AssetReference> references)
         if (!stored[at])
             continue;
         if (slotOfLocked(*wanted[at]) == nullptr)
-            knownSlotLocked(*wanted[at], stored[at]->row.className, stored[at]->row.name);
+            knownSlotLocked(*wanted[at], stored[at]->row.className, stored[at]->row.name).knownAt =
+                    generation;
         m_prefetched.insert_or_assign(wanted[at], std::move(*stored[at]));
     }
 }

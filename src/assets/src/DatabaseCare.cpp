@@ -9,6 +9,10 @@
 #include <data/ClassRegistry.h>
 #include <vantbase/Exception.h>
 
+#include <QSet>
+
+#include <utility>
+
 namespace Tesk::Assets {
 
 static constexpr qsizetype sPageSize = 256;
@@ -17,10 +21,21 @@ static constexpr qsizetype sPageSize = 256;
 
 static bool matches(const AssetQuery &query, const QString &typeName, const QString &name)
 {
-    if (query.className && *query.className != typeName)
+    if (query.className && *query.className != Data::ClassRegistry::currentName(typeName))
         return false;
     return !query.name || query.name->compare(name, query.nameCase) == 0
            || query.name->toLower() == name.toLower();
+}
+
+// Assets are stored under the name that their class had then.
+static std::vector<AssetQuery> storedForms(const AssetQuery &query)
+{
+    std::vector<AssetQuery> forms{query};
+    if (query.className) {
+        for (const QString &oldName : Data::ClassRegistry::oldNames(*query.className))
+            forms.emplace_back(query).className = oldName;
+    }
+    return forms;
 }
 
 std::vector<AssetReference> DatabaseCore::findByQuery(const AssetQuery &query)
@@ -30,17 +45,19 @@ std::vector<AssetReference> DatabaseCore::findByQuery(const AssetQuery &query)
     if (!m_store)
         return found;
     const Batch *scope = m_scopes.current();
-    std::optional<ScanPosition> position = ScanPosition();
-    while (position) {
-        const AssetPage page = m_store->find(query, *position, sPageSize);
-        for (const AssetRow &row : page.rows) {
-            const AssetRecord &record = m_table->intern(row.id);
-            const PendingChange *pending = scope == nullptr ? nullptr : scope->find(record);
-            const bool isRenamed = pending != nullptr && pending->name;
-            if (!isRenamed && !m_removalsPending.contains(&record))
-                found.emplace_back(&record);
+    for (const AssetQuery &stored : storedForms(query)) {
+        std::optional<ScanPosition> position = ScanPosition();
+        while (position) {
+            const AssetPage page = m_store->find(stored, *position, sPageSize);
+            for (const AssetRow &row : page.rows) {
+                const AssetRecord &record = m_table->intern(row.id);
+                const PendingChange *pending = scope == nullptr ? nullptr : scope->find(record);
+                const bool isRenamed = pending != nullptr && pending->name;
+                if (!isRenamed && !m_removalsPending.contains(&record))
+                    found.emplace_back(&record);
+            }
+            position = page.next;
         }
-        position = page.next;
     }
     // What is not stored yet, and what this scope renamed.
     for (const AssetSlot *slot : m_published) {
@@ -88,9 +105,10 @@ AssetDatabaseService::RefreshResult DatabaseCore::refresh()
         const std::lock_guard lock(m_mutex);
         checkOpenLocked();
         const qint64 seen = m_store->seenGeneration();
-        if (m_store->generation() == seen)
+        if (m_store->generation() == seen && m_conflicts.empty())
             return result;
         list = m_store->changesSince(seen);
+        addConflictsLocked(list);
         std::vector<QByteArray> ids;
         for (const ChangeRow &change : list.changes)
             ids.push_back(change.id);
@@ -98,14 +116,13 @@ AssetDatabaseService::RefreshResult DatabaseCore::refresh()
     }
     std::vector<AssetChange> changes;
     for (std::size_t at = 0; at < list.changes.size(); ++at) {
-        const ChangeRow &change = list.changes[at];
-        if (!refreshAsset(change, rows[at], result))
+        const bool isGone = !rows[at];
+        if (!refreshAsset(list.changes[at], rows[at], result))
             continue;
-        const AssetReference reference = this->reference(change.id);
-        (change.removed ? result.removed : result.refreshed).push_back(reference);
-        changes.push_back(
-                {change.removed ? AssetChange::Kind::Removed : AssetChange::Kind::ContentChanged,
-                 reference, true});
+        const AssetReference reference = this->reference(list.changes[at].id);
+        (isGone ? result.removed : result.refreshed).push_back(reference);
+        changes.push_back({isGone ? AssetChange::Kind::Removed : AssetChange::Kind::ContentChanged,
+                           reference, true});
     }
     {
         const std::lock_guard lock(m_mutex);
@@ -114,6 +131,24 @@ AssetDatabaseService::RefreshResult DatabaseCore::refresh()
     }
     m_observers.notify(changes);
     return result;
+}
+
+static bool isSameClass(const QString &left, const QString &right)
+{
+    return left == right
+           || Data::ClassRegistry::currentName(left) == Data::ClassRegistry::currentName(right);
+}
+
+// What was left alone for the sake of a scope is looked at again, also when nothing is new.
+void DatabaseCore::addConflictsLocked(ChangeList &list)
+{
+    QSet<QByteArray> listed;
+    for (const ChangeRow &change : list.changes)
+        listed.insert(change.id);
+    for (const AssetRecord *record : std::exchange(m_conflicts, {})) {
+        if (!listed.contains(idOf(*record)))
+            list.changes.push_back({idOf(*record), false, 0});
+    }
 }
 
 // Gives whether what this process holds of the asset was out of date.
@@ -133,10 +168,11 @@ bool DatabaseCore::refreshAsset(const ChangeRow &change, const std::optional<Ass
             if (pending == nullptr || pending->isEmpty())
                 continue;
             result.conflicts.emplace_back(record);
+            m_conflicts.insert(record);
             return false;
         }
         m_prefetched.erase(record);
-        if (!row || !slot->owner) {
+        if (!row || !slot->owner || !isSameClass(row->className, slot->typeName)) {
             asset = withdrawLocked(*slot); // asked of the store again when it is needed
             return true;
         }

@@ -1,4 +1,5 @@
 #include "AssetErrors.h"
+#include "AssetNames.h"
 #include "BatchWriter.h"
 #include "DatabaseCore.h"
 #include "EncodedAsset.h"
@@ -100,9 +101,19 @@ void DatabaseCore::settleLocked(const Batch &batch)
             change->slot->unstored.reset();
         if (change->contentChanged || change->name)
             m_prefetched.erase(change->record);
+        if (change->name)
+            settleNameLocked(*change);
         if (!change->items.empty())
             settleItemsLocked(*change);
     }
+}
+
+// Another thread renamed it while the scope was open: the name that was stored last remains.
+void DatabaseCore::settleNameLocked(const PendingChange &change)
+{
+    change.slot->name = *change.name;
+    if (change.renamesObject && change.slot->owner)
+        AssetNames::set(*change.slot->owner, *change.name);
 }
 
 // Another thread changed the list while the scope was open: what is stored has the order.

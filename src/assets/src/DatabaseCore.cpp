@@ -98,9 +98,30 @@ AssetSlot &DatabaseCore::knownSlotLocked(const AssetRecord &record, const QStrin
     return slot;
 }
 
+// What is live goes with a refresh. What is not was named by a list or a batch a while ago, and
+// another process may have removed it, or made another asset of it.
+bool DatabaseCore::isStillStoredLocked(AssetSlot &slot)
+{
+    const bool isOnlyKnown = slot.state.load(std::memory_order_relaxed) == SlotState::Known;
+    if (!isOnlyKnown || !m_store || m_prefetched.contains(slot.record))
+        return true;
+    const qint64 generation = m_store->generation();
+    if (slot.knownAt == generation)
+        return true;
+    const std::optional<AssetRow> row = rowLocked(*slot.record);
+    if (!row || row->className != slot.typeName) {
+        withdrawLocked(slot);
+        return false;
+    }
+    slot.knownAt = generation;
+    takeNameLocked(slot, row->name);
+    return true;
+}
+
 AssetSlot *DatabaseCore::findLocked(const AssetRecord &record)
 {
-    if (AssetSlot *slot = slotOfLocked(record))
+    AssetSlot *slot = slotOfLocked(record);
+    if (slot != nullptr && isStillStoredLocked(*slot))
         return slot;
     const std::optional<AssetRow> row = rowLocked(record);
     return row ? &knownSlotLocked(record, row->className, row->name) : nullptr;

@@ -116,6 +116,7 @@ private:
     AssetSlot *liveSlotLocked(const Asset &asset) const;
     AssetSlot &knownSlotLocked(const AssetRecord &record, const QString &typeName,
                                const QString &name);
+    bool isStillStoredLocked(AssetSlot &slot);
     AssetSlot *findLocked(const AssetRecord &record);
     const AssetRecord &ownRecordLocked(const AssetRecord &record) const;
     void publishLocked(AssetSlot &slot, const std::shared_ptr<Asset> &asset);
@@ -131,6 +132,7 @@ private:
 
     void restore(Asset &asset);
     std::optional<StoredAsset> takeBodyLocked(const AssetRecord &record);
+    void takeNameLocked(AssetSlot &slot, const QString &name);
     bool reportOnce(const AssetRecord &record);
 
     // Attributes: what the store has, and what this thread's scope made of it.
@@ -141,7 +143,8 @@ private:
                                                    const QString &key) const;
     bool setMetaDataItem(const AssetRecord &record, const QString &key,
                          const std::optional<MetaDataItem> &item, Write &write);
-    void renameLocked(Batch &batch, AssetSlot &slot, const QString &name);
+    void renameLocked(Batch &batch, AssetSlot &slot, const QString &name, bool renamesObject);
+    QString nameBeforeLocked(const AssetSlot &slot, const QString &before) const noexcept;
 
     template<class Change>
     void changeItems(const std::shared_ptr<CollectionAsset> &collection, Change change);
@@ -156,9 +159,11 @@ private:
     void rollBack(Batch &batch);
     std::vector<EncodedAsset> encode(const Batch &batch) const;
     void settleLocked(const Batch &batch);
+    static void settleNameLocked(const PendingChange &change);
     static void settleItemsLocked(const PendingChange &change);
 
     // Care.
+    void addConflictsLocked(ChangeList &list);
     bool refreshAsset(const ChangeRow &change, const std::optional<AssetRow> &row,
                       AssetDatabaseService::RefreshResult &result);
     void checkBodies(std::vector<IntegrityFinding> &findings);
@@ -174,8 +179,9 @@ private:
     std::unordered_map<const AssetRecord *, int> m_removalsPending;
     BatchScopes m_scopes;
     std::unordered_set<const AssetRecord *> m_reportedBodies;
-    QSet<QString> m_typeNames; // one copy of each
-    quint64 m_epoch = 0;       // changes when what was read of the store may be out of date
+    std::unordered_set<const AssetRecord *> m_conflicts; // which a refresh left as they were
+    QSet<QString> m_typeNames;                           // one copy of each
+    quint64 m_epoch = 0; // changes when what was read of the store may be out of date
 };
 
 } // namespace Tesk::Assets

@@ -15,6 +15,7 @@ bool DatabaseCore::loadItems(const CollectionAsset &collection)
         return false;
     std::vector<AssetReference> items;
     if (!slot->unstored) {
+        const qint64 generation = m_store->generation();
         const std::vector<CatalogueRow> rows = m_store->scanCollection(idOf(*slot->record));
         items.reserve(rows.size());
         for (const CatalogueRow &row : rows) {
@@ -26,7 +27,7 @@ bool DatabaseCore::loadItems(const CollectionAsset &collection)
             items.emplace_back(&record);
             if (row.exists && slotOfLocked(record) == nullptr
                 && !m_removalsPending.contains(&record))
-                knownSlotLocked(record, row.className, row.name);
+                knownSlotLocked(record, row.className, row.name).knownAt = generation;
         }
     }
     collection.setItems(std::move(items));

@@ -3,6 +3,7 @@
 #include "AssetNames.h"
 #include "AssetTable.h"
 #include "DatabaseCore.h"
+#include "StoreValues.h"
 #include "Write.h"
 
 #include <assets/StoreError.h>
@@ -17,6 +18,16 @@ using VantBase::LogService;
 static QString readable(const AssetRecord &record)
 {
     return QString::fromUtf8(record.id());
+}
+
+// An asset of this id would be an item of every list that has a null one.
+static void requireNoNullItem(const QByteArray &id)
+{
+    if (StoreValues::isNullItem(id)) {
+        raiseAs<Exception::InvalidArgumentException>(
+                TESK_HERE, QStringLiteral("Cannot file an asset under the id of one zero byte: it "
+                                          "stands for null items of collections"));
+    }
 }
 
 bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
@@ -51,7 +62,7 @@ AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &ty
                                          Status &status)
 {
     status = Status::InvalidId;
-    if (id.isEmpty())
+    if (id.isEmpty() || StoreValues::isNullItem(id))
         return {};
     const AssetRecord &record = m_table->intern(id);
     const auto isKnown = [&] {
@@ -92,6 +103,7 @@ std::shared_ptr<Asset> DatabaseCore::createInternal(const QByteArray &id, const 
                 TESK_HERE, QStringLiteral("Cannot make an asset of type \"%1\": its id is empty")
                                    .arg(typeName));
     }
+    requireNoNullItem(id);
     std::shared_ptr<Asset> asset =
             AssetFactory::isType(typeName) ? AssetFactory::create(typeName) : nullptr;
     if (!asset) {
@@ -127,6 +139,7 @@ AssetReference DatabaseCore::insert(const std::shared_ptr<Asset> &asset, const Q
     }();
     if (!refusal.isEmpty())
         raiseAs<Exception::InvalidArgumentException>(TESK_HERE, refusal);
+    requireNoNullItem(id);
 
     MetaData all;
     asset->initMetaData(all);
@@ -152,6 +165,7 @@ void DatabaseCore::makePersistent(const std::shared_ptr<Asset> &asset, const Met
                 TESK_HERE, QStringLiteral("Cannot make a null asset persistent"));
     // Asked before anything is locked: the asset may look at other assets to answer.
     const QByteArray contentId = asset->generateId();
+    requireNoNullItem(contentId);
     MetaData own;
     asset->initMetaData(own);
 
@@ -245,6 +259,8 @@ void DatabaseCore::removeLocked(Batch &batch, AssetSlot &slot, std::shared_ptr<A
         const std::lock_guard lock(m_mutex);
         if (stored && --m_removalsPending[&record] == 0)
             m_removalsPending.erase(&record);
+        if (!m_store)
+            return; // closed meanwhile: nothing resolves any more
         slot.owner = removed;
         slot.state.store(state, std::memory_order_release);
         record.slot.store(&slot, std::memory_order_release);

@@ -188,23 +188,27 @@ void SqliteCore::beginImmediate()
     endBurstTransaction(); // it could not become a writing one
     SqliteQuery(*connection, "BEGIN IMMEDIATE").run();
     m_writingGeneration = 0;
-    if (const qint64 version = schemaVersion(); version != SqliteStore::sSchemaVersion) {
+    try {
+        requireOwnSchema();
+    } catch (...) {
         sqlite3_exec(connection->handle(), "ROLLBACK", nullptr, nullptr, nullptr);
-        StoreChecks::raise(
-                connection->place(), Code::NewerSchema,
-                QStringLiteral("Cannot write to \"%1\": another program has brought it "
-                               "to schema %2, %3 is the newest known; close it, and open "
-                               "it with a newer version of the program")
-                        .arg(path, QString::number(version),
-                             QString::number(SqliteStore::sSchemaVersion)));
+        throw;
     }
 }
 
-qint64 SqliteCore::schemaVersion()
+/// Raises NewerSchema where a newer program migrated the file since it was opened.
+void SqliteCore::requireOwnSchema()
 {
     SqliteQuery query(*connection, "PRAGMA user_version");
     query.next();
-    return query.integer(0);
+    const qint64 version = query.integer(0);
+    if (version != SqliteStore::sSchemaVersion)
+        StoreChecks::raise(connection->place(), Code::NewerSchema,
+                           QStringLiteral("Cannot write to \"%1\": another program has brought it "
+                                          "to schema %2, %3 is the newest known; close it, and "
+                                          "open it with a newer version of the program")
+                                   .arg(path, QString::number(version),
+                                        QString::number(SqliteStore::sSchemaVersion)));
 }
 
 void SqliteCore::endBurstTransaction()

@@ -78,7 +78,7 @@ private:
     std::unique_ptr<SqliteConnection> connect(int flags, bool immutable) const;
     void requireUsable(const Place &place, bool isWrite);
     void beginImmediate();
-    qint64 schemaVersion();
+    void requireOwnSchema();
     void endBurstTransaction();
     void noteCommit();
     void forgetChanges();

@@ -161,9 +161,15 @@ TEST_F(SqliteStoreTest, letsTwoProcessesImportAtOnceForAHundredRounds)
     EXPECT_TRUE(store->checkIntegrity().empty());
 }
 
-TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnceForAHundredRounds)
+TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnce)
 {
+    // Fewer where the machine has much else to do, unless many kills are asked for.
     constexpr int sRounds = 100;
+    constexpr int sFewestRounds = 20;
+    constexpr qint64 sLongestMs = 12000;
+    const bool isBounded = !qEnvironmentVariableIsSet("TESK_KILLS");
+    QElapsedTimer timer;
+    timer.start();
     NoteAsset::registerType();
     const auto service = AssetDatabaseService::open(std::make_unique<SqliteStore>(filePath()));
     service->getOrCreateReferenceForInternalAsset("list", CollectionAsset::sTypeName);
@@ -180,7 +186,10 @@ TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnceForAHundredRounds)
     ASSERT_EQ(first.line(), QByteArray("ready"));
     ASSERT_EQ(second.line(), QByteArray("ready"));
 
-    for (int round = 1; round <= sRounds; ++round) {
+    int round = 1;
+    for (; round <= sRounds; ++round) {
+        if (isBounded && round > sFewestRounds && timer.elapsed() > sLongestMs)
+            break;
         const QByteArray name = QByteArray::number(round);
         first.send(name);
         second.send(name);
@@ -211,6 +220,7 @@ TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnceForAHundredRounds)
                 std::count(result.refreshed.begin(), result.refreshed.end(), list->ownReference()),
                 1);
     }
+    std::cout << round - 1 << " rounds\n";
     EXPECT_TRUE(service->checkIntegrity().empty());
 }
 

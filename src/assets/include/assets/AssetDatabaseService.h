@@ -78,6 +78,8 @@ public:
     /// A live asset costs a hash look-up, any other a read of the database.
     std::shared_ptr<Asset> getAssetFromId(const QByteArray &id);
 
+    /// Returns all assets of that class, those stored under an old name of it too, in no
+    /// special order.
     std::vector<AssetReference> findByType(const QString &typeName);
 
     /// Returns all assets of that name in any letter case, in no special order.
