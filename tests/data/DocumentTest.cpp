@@ -40,6 +40,34 @@ TEST(DocumentTest, startsAsAnEmptyObject)
     EXPECT_EQ(document.root().name(), "");
 }
 
+// A dropped document leaves its memory to the next one of the thread, and nothing else.
+TEST(DocumentTest, startsAsAnEmptyObjectAfterAnotherOneWasDropped)
+{
+    for (int round = 0; round < 3; ++round) {
+        Document document;
+        EXPECT_EQ(toCbor(document), toCbor(Document()));
+        EXPECT_TRUE(document.root().findObject("text").isNull());
+        fill(document.root());
+        const Document decoded = fromCbor(toCbor(document));
+        EXPECT_EQ(toCbor(decoded), toCbor(document));
+    }
+}
+
+TEST(DocumentTest, keepsItsTextsWhenDocumentsAroundItAreDropped)
+{
+    Document kept;
+    {
+        Document dropped;
+        fill(dropped.root());
+        fill(kept.root());
+    }
+    const Document next;
+    fill(next.root());
+
+    EXPECT_EQ(kept.root().findObject("text").toText(), "text");
+    EXPECT_EQ(toCbor(kept), toCbor(next));
+}
+
 TEST(DocumentTest, handlesStayValidWhenItIsMoved)
 {
     Document document;

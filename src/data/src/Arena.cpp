@@ -15,6 +15,8 @@ namespace Tesk::Data::Serialization {
 namespace {
 
 constexpr std::size_t chunkSize = 4096;
+constexpr std::size_t smallSlots = 4096;
+constexpr quint32 smallNames = 512;
 // Up to here comparing numbers along the list is as fast as marking.
 constexpr quint32 unmarkedChildren = 8;
 
@@ -344,11 +346,18 @@ void Arena::clear()
     m_slots.clear();
     m_slots.emplace_back(SlotKind::Object);
     m_names.clear();
-    m_chunks.clear();
     m_source.clear();
-    m_free = nullptr;
-    m_freeSize = 0;
+    const bool isOneOfUsualSize = m_chunks.size() == 1 && m_free != nullptr;
+    if (!isOneOfUsualSize)
+        m_chunks.clear();
+    m_free = isOneOfUsualSize ? m_chunks.front().get() : nullptr;
+    m_freeSize = isOneOfUsualSize ? chunkSize : 0;
     m_markedObject = sNoObject;
+}
+
+bool Arena::isSmall() const
+{
+    return m_slots.capacity() <= smallSlots && m_names.count() <= smallNames;
 }
 
 QString Arena::describe(quint32 index) const

@@ -124,6 +124,8 @@ public:
     void reserve(qsizetype slotCount);
     void reserveMore(qsizetype slotCount);
     void clear();
+    /// Whether it is worth keeping for the next document.
+    bool isSmall() const;
 
     /// How messages call a slot, as "node \"types\"".
     QString describe(quint32 index) const;
