@@ -40,6 +40,7 @@ struct Registry
     QHash<QString, ClassEntry> classes;
     QHash<QString, QString> aliases;
     QHash<int, ClassRegistry::Factory> factories;
+    QHash<QString, ClassRegistry::Factory> factoriesByName; // the same, found sooner
 
     const QString &currentNameLocked(const QString &className) const
     {
@@ -68,10 +69,16 @@ QMetaType metaTypeOf(const QString &className)
 
 ClassRegistry::Factory factoryOf(const QString &className)
 {
-    const QMetaType type = metaTypeOf(className);
+    Registry &known = registry();
+    {
+        const std::shared_lock lock(known.mutex);
+        const auto factory = known.factoriesByName.constFind(known.currentNameLocked(className));
+        if (factory != known.factoriesByName.constEnd())
+            return *factory;
+    }
+    const QMetaType type = metaTypeOf(className); // which knows further names of a class
     if (!type.isValid())
         return {};
-    Registry &known = registry();
     const std::shared_lock lock(known.mutex);
     return known.factories.value(type.id());
 }
@@ -202,6 +209,9 @@ void ClassRegistry::registerFactory(int metaTypeId, Factory factory)
 {
     Registry &known = registry();
     const std::unique_lock lock(known.mutex);
+    const QString name = QString::fromLatin1(QMetaType(metaTypeId).name());
+    if (!name.isEmpty())
+        known.factoriesByName[name] = factory;
     known.factories[metaTypeId] = std::move(factory);
 }
 
