@@ -29,7 +29,7 @@ static std::vector<QByteArray> idsFor(SqliteCore &core, const Place &place, cons
 
 std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArray> ids) const
 {
-    return m_core->read(TESK_PLACE, true, [this, ids] {
+    return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
         std::vector<std::vector<MetaRow>> result;
         result.reserve(ids.size());
         SqliteQuery query(*m_core->connection,
@@ -51,7 +51,7 @@ std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArr
 std::vector<std::optional<MetaRow>> SqliteStore::metaDataItems(std::span<const QByteArray> ids,
                                                                const QString &key) const
 {
-    return m_core->read(TESK_PLACE, true, [this, ids, &key] {
+    return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids, &key] {
         std::vector<std::optional<MetaRow>> rows(ids.size());
         const std::optional<qint64> keyTerm = m_core->findTerm(key);
         if (!keyTerm)
@@ -151,7 +151,7 @@ std::vector<QByteArray> SqliteStore::previousVersions(const QByteArray &id) cons
 std::vector<std::vector<DependencyRow>>
 SqliteStore::dependencies(std::span<const QByteArray> ids) const
 {
-    return m_core->read(TESK_PLACE, true, [this, ids] {
+    return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
         std::vector<std::vector<DependencyRow>> result;
         result.reserve(ids.size());
         SqliteQuery query(*m_core->connection,
