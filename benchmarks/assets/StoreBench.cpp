@@ -75,11 +75,15 @@ public:
         return *this;
     }
     bool step() { return sqlite3_step(m_statement) == SQLITE_ROW; }
+    void reset()
+    {
+        sqlite3_reset(m_statement);
+        m_parameter = 0;
+    }
     void run()
     {
         step();
-        sqlite3_reset(m_statement);
-        m_parameter = 0;
+        reset();
     }
     sqlite3_stmt *statement() const { return m_statement; }
 
@@ -309,7 +313,64 @@ BENCHMARK(loadAHundredAssets)
         ->Arg(100000)
         ->Unit(benchmark::kMicrosecond);
 
+static void loadAHundredRaw(benchmark::State &state)
+{
+    const Catalogue &source = catalogue(static_cast<int>(state.range(0)));
+    sqlite3 *handle = nullptr;
+    sqlite3_open(source.path.toUtf8().constData(), &handle);
+    std::mt19937 random(2);
+    {
+        RawStatement load(handle,
+                          "SELECT asset.id, class_k, class_version, name, category_k, flags, "
+                          "revision, created, modified, body.encoding, body.data FROM asset "
+                          "LEFT JOIN body ON body.asset_k = asset.k WHERE asset.id = ?1");
+        for (auto _ : state) {
+            sqlite3_exec(handle, "BEGIN", nullptr, nullptr, nullptr);
+            for (int number = 0; number < 100; ++number) {
+                load.blob(source.import.ids[random() % source.import.ids.size()]);
+                load.step();
+                for (int column = 0; column < sqlite3_column_count(load.statement()); ++column) {
+                    benchmark::DoNotOptimize(sqlite3_column_blob(load.statement(), column));
+                    benchmark::DoNotOptimize(sqlite3_column_bytes(load.statement(), column));
+                }
+                load.reset();
+            }
+            sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr);
+        }
+    }
+    sqlite3_close(handle);
+    state.SetItemsProcessed(state.iterations() * 100);
+}
+BENCHMARK(loadAHundredRaw)->ArgName("assets")->Arg(100)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
 // The body differs each time: SQLite writes nothing where the bytes are the same.
+static void saveOneAssetRaw(benchmark::State &state)
+{
+    const Catalogue &source = catalogue(static_cast<int>(state.range(0)));
+    sqlite3 *handle = nullptr;
+    sqlite3_open(source.path.toUtf8().constData(), &handle);
+    sqlite3_exec(handle, "PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=ON", nullptr, nullptr,
+                 nullptr);
+    std::mt19937 random(3);
+    {
+        RawStatement asset(handle, "UPDATE asset SET revision = revision + 1, changed = changed + "
+                                   "1, modified = ?2 WHERE id = ?1 RETURNING k");
+        RawStatement body(handle, "UPDATE body SET hash = ?2, data = ?3 WHERE asset_k = ?1");
+        for (auto _ : state) {
+            const QByteArray &id = source.import.ids[random() % source.import.ids.size()];
+            const QByteArray data = QByteArray::number(random()).repeated(30);
+            sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+            asset.blob(id).integer(random()).step();
+            const sqlite3_int64 key = sqlite3_column_int64(asset.statement(), 0);
+            asset.reset();
+            body.integer(key).integer(random()).blob(data).run();
+            sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr);
+        }
+    }
+    sqlite3_close(handle);
+}
+BENCHMARK(saveOneAssetRaw)->ArgName("assets")->Arg(100)->Arg(100000)->Unit(benchmark::kMicrosecond);
+
 static void saveOneAsset(benchmark::State &state)
 {
     const Catalogue &source = catalogue(static_cast<int>(state.range(0)));

@@ -40,6 +40,7 @@ Catalogue::~Catalogue()
     // One delivery for each level of ownership: assets, their records, what those hold.
     for (int level = 0; level < 4; ++level)
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::sendPostedEvents(); // only this shortens the queue of what was delivered
 }
 
 QString filterName(int number)

@@ -54,6 +54,7 @@ public:
         m_database->close();
         m_database.reset();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCoreApplication::sendPostedEvents(); // only this shortens the queue of what was delivered
     }
 
     Q_DISABLE_COPY_MOVE(Catalogue)
