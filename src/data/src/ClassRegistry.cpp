@@ -31,6 +31,7 @@ struct ClassEntry
 {
     std::optional<int> version;
     std::map<int, UpdaterStep> updaters; // by the version they start from
+    QMetaType type;                      // kept once Qt has found it: Qt takes its time
 };
 
 struct Registry
@@ -64,23 +65,21 @@ Registry &registry()
 
 QMetaType metaTypeOf(const QString &className)
 {
-    return QMetaType::fromName(ClassRegistry::currentName(className).toUtf8());
-}
-
-ClassRegistry::Factory factoryOf(const QString &className)
-{
     Registry &known = registry();
+    QString name;
     {
         const std::shared_lock lock(known.mutex);
-        const auto factory = known.factoriesByName.constFind(known.currentNameLocked(className));
-        if (factory != known.factoriesByName.constEnd())
-            return *factory;
+        name = known.currentNameLocked(className);
+        const auto entry = known.classes.constFind(name);
+        if (entry != known.classes.constEnd() && entry->type.isValid())
+            return entry->type;
     }
-    const QMetaType type = metaTypeOf(className); // which knows further names of a class
-    if (!type.isValid())
-        return {};
-    const std::shared_lock lock(known.mutex);
-    return known.factories.value(type.id());
+    const QMetaType type = QMetaType::fromName(name.toUtf8());
+    const std::unique_lock lock(known.mutex);
+    const auto entry = known.classes.find(name);
+    if (entry != known.classes.end())
+        entry->type = type;
+    return type;
 }
 
 std::optional<UpdaterStep> findUpdater(const QString &className, int fromVersion)
@@ -217,15 +216,31 @@ void ClassRegistry::registerFactory(int metaTypeId, Factory factory)
 
 bool ClassRegistry::hasFactory(const QString &className)
 {
-    return static_cast<bool>(factoryOf(className));
+    return static_cast<bool>(factory(className));
+}
+
+ClassRegistry::Factory ClassRegistry::factory(const QString &className)
+{
+    Registry &known = registry();
+    {
+        const std::shared_lock lock(known.mutex);
+        const auto found = known.factoriesByName.constFind(known.currentNameLocked(className));
+        if (found != known.factoriesByName.constEnd())
+            return *found;
+    }
+    const QMetaType type = metaTypeOf(className); // which knows further names of a class
+    if (!type.isValid())
+        return {};
+    const std::shared_lock lock(known.mutex);
+    return known.factories.value(type.id());
 }
 
 std::shared_ptr<SharedObjectBase> ClassRegistry::createShared(const QString &className)
 {
-    const Factory factory = factoryOf(className);
-    if (!factory)
+    const Factory make = factory(className);
+    if (!make)
         refuseInstance(TESK_HERE, className, "it has no factory");
-    return factory();
+    return make();
 }
 
 SerializableData *ClassRegistry::newInstance(const QString &className)

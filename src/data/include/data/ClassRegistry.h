@@ -62,6 +62,8 @@ public:
     /// How shared objects of a class are made; the meta-type must be registered before.
     static void registerFactory(int metaTypeId, Factory factory);
     static bool hasFactory(const QString &className);
+    /// Returns the factory of the class, an empty one when it has none.
+    static Factory factory(const QString &className);
     /// Makes a shared object through its factory; raises a SerializationException without one.
     static std::shared_ptr<SharedObjectBase> createShared(const QString &className);
 
