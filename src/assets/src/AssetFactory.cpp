@@ -63,9 +63,10 @@ void registerOwnTypes()
 
 std::shared_ptr<Asset> create(const QString &typeName)
 {
-    if (!Data::ClassRegistry::hasFactory(typeName))
+    const Data::ClassRegistry::Factory make = Data::ClassRegistry::factory(typeName);
+    if (!make)
         return nullptr;
-    auto asset = std::dynamic_pointer_cast<Asset>(Data::ClassRegistry::createShared(typeName));
+    auto asset = std::dynamic_pointer_cast<Asset>(make());
     if (asset)
         moveToMainThread(*asset);
     return asset;

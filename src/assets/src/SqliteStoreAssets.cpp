@@ -100,7 +100,8 @@ private:
     void update(const Existing &existing, const AssetRow &row);
     void writeBody(qint64 key, const BodyRow &body);
     void writeMetaData(qint64 key, bool isNew, const std::vector<MetaRow> &rows);
-    void writeNextVersion(qint64 key, const QByteArray &id, const QByteArray &nextVersion);
+    void writeNextVersion(qint64 key, bool isNew, const QByteArray &id,
+                          const QByteArray &nextVersion);
     void writeDependencies(qint64 key, bool isNew, const std::vector<DependencyRow> &rows);
     bool hasRow(const char *sql);
 
@@ -145,7 +146,7 @@ qint64 AssetWriter::write(const AssetWrite &write)
     if (write.body)
         writeBody(key, *write.body);
     if (write.nextVersion)
-        writeNextVersion(key, id, *write.nextVersion);
+        writeNextVersion(key, !existing, id, *write.nextVersion);
     if (write.dependencies)
         writeDependencies(key, !existing, *write.dependencies);
     if (write.metaData)
@@ -236,9 +237,12 @@ void AssetWriter::writeMetaData(qint64 key, bool isNew, const std::vector<MetaRo
         writeMetaRow(m_core, key, row);
 }
 
-void AssetWriter::writeNextVersion(qint64 key, const QByteArray &id, const QByteArray &nextVersion)
+void AssetWriter::writeNextVersion(qint64 key, bool isNew, const QByteArray &id,
+                                   const QByteArray &nextVersion)
 {
     if (nextVersion.isEmpty()) {
+        if (isNew)
+            return;
         SqliteQuery(*m_core.connection, "DELETE FROM version_edge WHERE asset_k = ?1")
                 .bind(key)
                 .run();
