@@ -9,7 +9,11 @@
 #include <QThread>
 #include <QVariantList>
 
+#include <algorithm>
+#include <memory>
 #include <optional>
+#include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -155,8 +159,11 @@ std::shared_ptr<RenderableBase::RenderableIODesc> IODescBuilder::build(const Nod
 {
     auto description = std::make_shared<RenderableBase::RenderableIODesc>();
     const std::vector<unsigned int> uids = ParameterUid::uidsOf(nodeDef.name, nodeDef.parameters);
+    std::vector<std::shared_ptr<ParameterDesc>> parameters;
+    parameters.reserve(uids.size());
     for (std::size_t i = 0; i < uids.size(); ++i)
-        description->parameters.append(describeParameter(nodeDef.parameters[i], uids[i]));
+        parameters.push_back(describeParameter(nodeDef.parameters[i], uids[i]));
+    description->parameters.assign(std::move(parameters));
     for (const NodePort &output : nodeDef.outputs)
         description->outputs.append(describeOutput(output));
     description->updateCache();
