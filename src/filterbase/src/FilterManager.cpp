@@ -318,7 +318,8 @@ AssetReference FilterManager::registerFilterDescImpl(const QString &name,
         return {};
     }
     const VersionLine line = followVersions(asset);
-    reportDamage(line, TESK_HERE);
+    if (line.isDamaged())
+        reportDamage(line, TESK_HERE);
     const AssetReference newest = line.newest->ownReference();
 
     auto &list = descriptor->implementations;
@@ -396,7 +397,8 @@ AssetReference FilterManager::registerDynamicFilterImpl(const QString &name,
         return {};
     }
     const VersionLine line = followVersions(std::move(asset));
-    reportDamage(line, TESK_HERE);
+    if (line.isDamaged())
+        reportDamage(line, TESK_HERE);
     if (!filter)
         return withoutDynamicFilter(TESK_HERE, name);
     AssetControl::setName(filter, name);

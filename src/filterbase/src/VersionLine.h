@@ -13,6 +13,8 @@ struct VersionLine
     std::shared_ptr<Assets::Asset> newest;   ///< never null
     Assets::AssetReference missing;          ///< the link that resolves to nothing, else null
     std::shared_ptr<Assets::Asset> repeated; ///< the asset to which the line came back, else null
+
+    bool isDamaged() const { return missing.isValid() || repeated; }
 };
 
 /// Follows the next versions of \a asset, which must not be null, to the newest that resolves.
