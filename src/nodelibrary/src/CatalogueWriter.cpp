@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -29,21 +30,21 @@ using State = FilterChange::State;
 
 CatalogueWriter::CatalogueWriter(Assets::AssetDatabaseService &database,
                                  FilterBase::FilterManager &manager, const HeldCatalogue &held,
-                                 const ImportPlan &plan)
+                                 ImportPlan plan)
     : m_database(database)
     , m_manager(manager)
     , m_held(held)
-    , m_plan(plan)
+    , m_plan(std::move(plan))
 {
     int next = held.nextLibraryOrder();
-    for (const QString &library : plan.libraries)
+    for (const QString &library : m_plan.libraries)
         m_libraryOrders.insert(library, held.libraryOrder(library).value_or(next++));
 }
 
 bool CatalogueWriter::write(const ImportOptions &options)
 {
     m_created.reserve(m_plan.created.size());
-    for (const CreatedAsset &planned : m_plan.created) {
+    for (CreatedAsset &planned : m_plan.created) {
         if (options.stopToken.stop_requested())
             return false;
         createAsset(planned);
@@ -68,12 +69,12 @@ bool CatalogueWriter::write(const ImportOptions &options)
     return !options.stopToken.stop_requested();
 }
 
-void CatalogueWriter::createAsset(const CreatedAsset &planned)
+void CatalogueWriter::createAsset(CreatedAsset &planned)
 {
     const std::shared_ptr<NodeDefAsset> asset = NodeDefAsset::create();
-    asset->definition.set(planned.nodeDef);
-    asset->variationText.set(planned.text);
     asset->sourceFile.set(QUrl::fromLocalFile(planned.nodeDef.filePath));
+    asset->definition.set(std::move(planned.nodeDef));
+    asset->variationText.set(planned.text);
     if (planned.next.created && *planned.next.created < m_created.size())
         asset->nextVersion.set(m_created[*planned.next.created]->ownReference());
     else if (planned.next.held)
@@ -165,7 +166,7 @@ std::vector<std::size_t> CatalogueWriter::revive(const FilterChange &filter,
         const QString name = asset->definition.get().name;
         const auto same =
                 std::find_if(filter.batch.begin(), filter.batch.end(), [&](std::size_t index) {
-                    return m_plan.created[index].nodeDef.name == name;
+                    return m_created[index]->definition.get().name == name;
                 });
         const std::size_t follower = same == filter.batch.end() ? filter.batch.front() : *same;
         asset->nextVersion.set(m_created[follower]->ownReference());
@@ -213,7 +214,7 @@ void CatalogueWriter::checkFiled(const FilterChange &filter, const AssetReferenc
     for (const std::size_t index : filter.batch) {
         if (implementations.contains(m_created[index]->ownReference()))
             continue;
-        const NodeDef &nodeDef = m_plan.created[index].nodeDef;
+        const NodeDef &nodeDef = m_created[index]->definition.get();
         m_problems.push_back({.severity = Problem::Severity::NodeDefRefused,
                               .file = nodeDef.filePath,
                               .line = nodeDef.line,

@@ -22,7 +22,7 @@ class CatalogueWriter
 {
 public:
     CatalogueWriter(Assets::AssetDatabaseService &database, FilterBase::FilterManager &manager,
-                    const HeldCatalogue &held, const ImportPlan &plan);
+                    const HeldCatalogue &held, ImportPlan plan);
 
     /// False when a stop was requested: what was written must then be rolled back.
     bool write(const ImportOptions &options);
@@ -31,7 +31,7 @@ public:
     const Problems &problems() const { return m_problems; }
 
 private:
-    void createAsset(const CreatedAsset &planned);
+    void createAsset(CreatedAsset &planned);
     void linkVersions();
     void markReplaced();
     void noteMoves();
@@ -45,7 +45,7 @@ private:
     Assets::AssetDatabaseService &m_database;
     FilterBase::FilterManager &m_manager;
     const HeldCatalogue &m_held;
-    const ImportPlan &m_plan;
+    ImportPlan m_plan; // its definitions move into the assets
     QHash<QString, int> m_libraryOrders;
     std::vector<std::shared_ptr<NodeDefAsset>> m_created; // of the plan's new assets
     Problems m_problems;

@@ -26,11 +26,11 @@ namespace {
 class Comparison
 {
 public:
-    Comparison(const std::vector<HeldImplementation> &held, const std::vector<ReadLibrary> &read,
+    Comparison(const std::vector<HeldImplementation> &held, std::vector<ReadLibrary> read,
                const CatalogueFacts &facts)
         : m_held(held)
         , m_facts(facts)
-        , m_union(held, read)
+        , m_union(held, std::move(read))
     {}
 
     ImportPlan run()
@@ -47,6 +47,7 @@ public:
             linkOldAssets(filter);
         for (FilterChange &filter : m_plan.filters)
             orderBatch(filter);
+        takeDefinitions();
         m_plan.libraries = m_union.libraries();
         m_plan.problems = std::move(m_union.problems());
         return std::move(m_plan);
@@ -153,7 +154,6 @@ private:
     {
         const LibraryUnion::Entry &entry = m_union.entries()[planned.index];
         CreatedAsset asset;
-        asset.nodeDef = entry.nodeDef;
         asset.library = entry.library;
         // All heads of a filter are named alike, unless the filter was given a name of its own.
         const bool isNamedAfterNode = entry.nodeDef.node.toLower() == filter.key;
@@ -174,6 +174,7 @@ private:
             m_nextOf.emplace_back(index, planned.place.next->name);
         (asset.isHead ? change.batch : change.superseded).push_back(index);
         m_plan.created.push_back(std::move(asset));
+        m_entryOf.push_back(planned.index);
     }
 
     void addRemovedFilters()
@@ -234,6 +235,13 @@ private:
             m_plan.created[*last].endsOldLine = true;
     }
 
+    // Last of all: the definitions are large, and the planned filters point at them till here.
+    void takeDefinitions()
+    {
+        for (std::size_t i = 0; i < m_entryOf.size(); ++i)
+            m_plan.created[i].nodeDef = std::move(m_union.entries()[m_entryOf[i]].nodeDef);
+    }
+
     // A persistent dynamic filter takes nothing in before one that succeeds what it holds.
     void orderBatch(FilterChange &change)
     {
@@ -247,15 +255,16 @@ private:
     std::map<QString, Indices> m_heldByKey;
     QHash<QString, NextVersion> m_placeOf; // where each nodedef stands after the import
     std::vector<std::pair<std::size_t, QString>> m_nextOf; // new asset, nodedef of its next version
+    std::vector<std::size_t> m_entryOf;                    // of the union, of each new asset
     ImportPlan m_plan;
 };
 
 } // namespace
 
 ImportPlan LibraryDiff::compare(const std::vector<HeldImplementation> &held,
-                                const std::vector<ReadLibrary> &read, const CatalogueFacts &facts)
+                                std::vector<ReadLibrary> read, const CatalogueFacts &facts)
 {
-    return Comparison(held, read, facts).run();
+    return Comparison(held, std::move(read), facts).run();
 }
 
 } // namespace Tesk::NodeLibrary

@@ -154,15 +154,16 @@ ImportSummary LibraryImporter::import(const QStringList &paths, const ImportOpti
 {
     ImportSummary summary;
     PathReader reader(options, summary);
-    const std::vector<ReadLibrary> read = reader.read(paths);
+    std::vector<ReadLibrary> read = reader.read(paths);
     if (summary.isCancelled || read.empty())
         return summary;
     for (const ReadLibrary &library : read)
         summary.nodeDefCount += static_cast<int>(library.nodeDefs.size());
 
     const HeldCatalogue held = HeldCatalogue::read(m_database, m_manager);
-    const ImportPlan plan =
-            LibraryDiff::compare(held.implementations(), read,
+    const Problems lost = LostNodeDefs::find(reader.refusedFiles(), held, read);
+    ImportPlan plan =
+            LibraryDiff::compare(held.implementations(), std::move(read),
                                  {.isDynamic =
                                           [&](const QString &key) {
                                               return held.hasDynamicFilter(key)
@@ -173,13 +174,12 @@ ImportSummary LibraryImporter::import(const QStringList &paths, const ImportOpti
                                               return held.latestGeneration(nodeDef);
                                           }});
     summarise(summary, plan);
-    const Problems lost = LostNodeDefs::find(reader.refusedFiles(), held, read);
     summary.problems.insert(summary.problems.end(), lost.begin(), lost.end());
     if (options.dryRun)
         return summary;
 
     Assets::AssetDatabaseService::BatchScope scope(m_database);
-    CatalogueWriter writer(m_database, m_manager, held, plan);
+    CatalogueWriter writer(m_database, m_manager, held, std::move(plan));
     if (!writer.write(options)) {
         summary.isCancelled = true;
         return summary;

@@ -15,11 +15,12 @@ namespace Tesk::NodeLibrary {
 static constexpr qsizetype sLongestNodeDef = qsizetype(8) * 1024 * 1024;
 
 LibraryUnion::LibraryUnion(const std::vector<HeldImplementation> &held,
-                           const std::vector<ReadLibrary> &read)
+                           std::vector<ReadLibrary> read)
     : m_held(held)
-    , m_read(read)
+    , m_read(std::move(read))
 {
     listLibraries();
+    listReadFiles();
     settleOwners();
     const auto isRead = [&](const QString &library) {
         return std::any_of(m_read.begin(), m_read.end(),
@@ -57,6 +58,14 @@ void LibraryUnion::listLibraries()
         add(each.library);
     for (const ReadLibrary &each : m_read)
         add(each.name);
+}
+
+void LibraryUnion::listReadFiles()
+{
+    for (const ReadLibrary &library : m_read) {
+        for (const ReadNodeDef &each : library.nodeDefs)
+            m_readFiles.insert(each.nodeDef.filePath);
+    }
 }
 
 // A library keeps the names it holds as long as it has them, whatever the others bring.
@@ -129,10 +138,10 @@ void LibraryUnion::addRead(const QString &library)
 {
     QSet<QString> seen;
     int position = 0;
-    for (const ReadLibrary &part : m_read) {
+    for (ReadLibrary &part : m_read) {
         if (part.name != library)
             continue;
-        for (const ReadNodeDef &each : part.nodeDefs) {
+        for (ReadNodeDef &each : part.nodeDefs) {
             const QString &name = each.nodeDef.name;
             const QString owner = m_owners.value(name);
             if (owner != library) {
@@ -141,7 +150,8 @@ void LibraryUnion::addRead(const QString &library)
                 refuse(each.nodeDef, u"an earlier path of the library defines it first"_s);
             } else {
                 seen.insert(name);
-                m_entries.push_back({each.nodeDef, library, each.filterName, position++});
+                m_entries.push_back(
+                        {std::move(each.nodeDef), library, each.filterName, position++});
             }
         }
     }
@@ -159,18 +169,13 @@ void LibraryUnion::refuse(const NodeDef &nodeDef, const QString &reason)
 
 void LibraryUnion::complete()
 {
-    QSet<QString> readFiles;
-    for (const ReadLibrary &library : m_read) {
-        for (const ReadNodeDef &each : library.nodeDefs)
-            readFiles.insert(each.nodeDef.filePath);
-    }
     std::vector<NodeDef *> nodeDefs;
     nodeDefs.reserve(m_entries.size());
     for (Entry &entry : m_entries)
         nodeDefs.push_back(&entry.nodeDef);
     // What is wrong with the other libraries was told when they came.
     for (Problem &problem : Inheritance::complete(nodeDefs)) {
-        if (readFiles.contains(problem.file))
+        if (m_readFiles.contains(problem.file))
             m_problems.push_back(std::move(problem));
     }
 }

@@ -4,6 +4,7 @@
 #include <nodelibrary/LibraryDiff.h>
 
 #include <QHash>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -23,9 +24,9 @@ public:
         int position = 0;
     };
 
-    LibraryUnion(const std::vector<HeldImplementation> &held, const std::vector<ReadLibrary> &read);
+    LibraryUnion(const std::vector<HeldImplementation> &held, std::vector<ReadLibrary> read);
 
-    const std::vector<Entry> &entries() const { return m_entries; }
+    std::vector<Entry> &entries() { return m_entries; }
     const QStringList &libraries() const { return m_libraries; }
     Problems &problems() { return m_problems; }
 
@@ -33,6 +34,7 @@ public:
 
 private:
     void listLibraries();
+    void listReadFiles();
     void settleOwners();
     void addHeld(const QString &library);
     void addRead(const QString &library);
@@ -41,7 +43,8 @@ private:
     void refuse(const NodeDef &nodeDef, const QString &reason);
 
     const std::vector<HeldImplementation> &m_held;
-    const std::vector<ReadLibrary> &m_read;
+    std::vector<ReadLibrary> m_read; // what is taken over leaves it
+    QSet<QString> m_readFiles;
     QStringList m_libraries;
     QHash<QString, QString> m_owners; // the library of each nodedef name
     std::vector<Entry> m_entries;

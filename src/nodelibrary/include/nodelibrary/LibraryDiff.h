@@ -132,7 +132,7 @@ struct NODELIBRARY_EXPORT LibraryDiff
     /// \a held is in the order in which its libraries first came, canonical within each. A
     /// library that occurs twice in \a read is one library that is read in two parts.
     static ImportPlan compare(const std::vector<HeldImplementation> &held,
-                              const std::vector<ReadLibrary> &read, const CatalogueFacts &facts);
+                              std::vector<ReadLibrary> read, const CatalogueFacts &facts);
 };
 
 } // namespace Tesk::NodeLibrary
