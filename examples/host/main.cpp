@@ -26,8 +26,8 @@ int main(int argc, char *argv[])
     FilterBase::Serialization::prepareSerialization();
 
     auto &services = VantBase::ServiceLocator::instance();
-    const auto database = Assets::AssetDatabaseService::open(
-            Assets::SqliteStore::open(QString::fromLocal8Bit(argv[1])));
+    const auto database = Assets::AssetDatabaseService::open(std::make_unique<Assets::SqliteStore>(
+            QString::fromLocal8Bit(argv[1]), Assets::SqliteStore::Mode::Open));
     services.registerService(Assets::AssetDatabaseService::typeId(), database);
     services.registerService(VantBase::DefaultAsyncRecovery::typeId(),
                              std::make_shared<VantBase::DefaultAsyncRecovery>());

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace Tesk::NodeLibrary {
 
 using testing::HasSubstr;
@@ -385,6 +387,27 @@ TEST(NodeLibraryReaderTest, goesOnBehindABrokenFile)
     EXPECT_EQ(library.nodeDefs.front().relativePath, QStringLiteral("b.mtlx"));
     ASSERT_EQ(library.problems.size(), 1U);
     EXPECT_EQ(library.problems.front().file, folder.filePath(QStringLiteral("a.mtlx")));
+}
+
+TEST(NodeLibraryReaderTest, neitherWaitsForAPipeNorReadsADeviceWithoutEnd)
+{
+    const QTemporaryDir folder;
+    write(folder.filePath(QStringLiteral("good.mtlx")),
+          "<materialx><nodedef name=\"N\" node=\"n\"/></materialx>");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(folder.filePath(QStringLiteral("pipe.mtlx"))), 0600), 0);
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"),
+                            folder.filePath(QStringLiteral("device.mtlx"))));
+    ASSERT_TRUE(
+            QFile::link(QStringLiteral("nowhere"), folder.filePath(QStringLiteral("lost.mtlx"))));
+
+    const NodeLibrary library = NodeLibraryReader::readPath(folder.path());
+
+    EXPECT_EQ(library.nodeDefs.size(), 1U);
+    ASSERT_EQ(library.problems.size(), 3U);
+    for (const Problem &problem : library.problems) {
+        EXPECT_EQ(problem.severity, Problem::Severity::FileRefused);
+        EXPECT_THAT(problem.text.toStdString(), testing::StartsWith("cannot be read: "));
+    }
 }
 
 TEST(NodeLibraryReaderTest, tellsItsProgressAndStopsWhenAsked)
