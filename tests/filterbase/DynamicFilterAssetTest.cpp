@@ -140,6 +140,14 @@ TEST_F(DynamicFilterAssetTest, filesOneImplementationUnderTypeAndUsage)
     EXPECT_THAT(keysOf(dynamic->usages), ElementsAre(QStringLiteral("output_size")));
 }
 
+TEST_F(DynamicFilterAssetTest, filesATypeAndAUsageOfOneNameBesideEachOther)
+{
+    registerVariation("a", "default_x,x");
+
+    EXPECT_THAT(keysOf(dynamic->types), ElementsAre(QStringLiteral("x")));
+    EXPECT_THAT(keysOf(dynamic->usages), ElementsAre(QStringLiteral("x")));
+}
+
 TEST_F(DynamicFilterAssetTest, makesRecordsThatBelongToNobodyElse)
 {
     registerVariation("a", "default_float3");
