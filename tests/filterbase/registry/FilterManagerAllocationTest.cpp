@@ -9,10 +9,10 @@
 
 // The C library's own; operator new and Qt's containers come by malloc().
 extern "C" {
-void *__libc_malloc(std::size_t size);                      // NOLINT(bugprone-reserved-identifier)
-void *__libc_calloc(std::size_t count, std::size_t size);   // NOLINT(bugprone-reserved-identifier)
-void *__libc_realloc(void *memory, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
-void *__libc_memalign(std::size_t align, std::size_t size); // NOLINT(bugprone-reserved-identifier)
+void *__libc_malloc(std::size_t size);
+void *__libc_calloc(std::size_t count, std::size_t size);
+void *__libc_realloc(void *memory, std::size_t size);
+void *__libc_memalign(std::size_t align, std::size_t size);
 }
 
 static thread_local int sAllocations = 0;
