@@ -48,7 +48,7 @@ TEST_F(DynamicFilterStorageTest, comesBackWithMapsTablesAndDescriptionWhateverTh
             text += QString::fromUtf8(pieces[random() % pieces.size()]);
         return text;
     };
-    for (int round = 0; round < 1000; ++round) {
+    for (int round = 0; round < 4000; ++round) {
         const auto dynamic = dynamicFilter("r" + QByteArray::number(round));
         for (ImplementationMap *map : {&dynamic->types, &dynamic->usages}) {
             for (unsigned int i = random() % 5; i > 0; --i) {
@@ -60,9 +60,12 @@ TEST_F(DynamicFilterStorageTest, comesBackWithMapsTablesAndDescriptionWhateverTh
                 map->overwrite(name(), std::move(record));
             }
         }
-        dynamic->ioDesc.set(descriptionOf({"x", "y", "z"}, random() % 1000));
-        for (const auto &parameter : dynamic->ioDesc.get()->parameters)
+        const std::vector<const char *> identifiers(random() % 6, "");
+        dynamic->ioDesc.set(descriptionOf(identifiers));
+        for (const auto &parameter : dynamic->ioDesc.get()->parameters) {
             parameter->identifier.set(name());
+            parameter->uid.set(random());
+        }
         const QByteArray bytes = stored(*dynamic);
 
         const auto read = dynamicFilter("w" + QByteArray::number(round));
@@ -83,9 +86,17 @@ TEST_F(DynamicFilterStorageTest, comesBackWithMapsTablesAndDescriptionWhateverTh
                         a->second->paramUidCorrespondance));
             }
         }
-        ASSERT_EQ(identifiersOf(*read->ioDesc.get()), identifiersOf(*dynamic->ioDesc.get()));
+        const auto &parameters = dynamic->ioDesc.get()->parameters;
+        const auto &readParameters = read->ioDesc.get()->parameters;
+        ASSERT_EQ(readParameters.size(), parameters.size());
+        for (auto a = parameters.begin(), b = readParameters.begin(); a != parameters.end();
+             ++a, ++b) {
+            ASSERT_EQ((*b)->identifier.get(), (*a)->identifier.get());
+            ASSERT_EQ((*b)->uid.get(), (*a)->uid.get());
+        }
+        if (round % 100 == 0)
+            TestSupport::drainDeferredDeletes();
     }
-    TestSupport::drainDeferredDeletes();
 }
 
 TEST_F(DynamicFilterStorageTest, mergesOnLoadingWhereNoDescriptionWasStored)
