@@ -19,6 +19,7 @@ struct State
     std::vector<File> syncs;
 };
 State state;
+bool refusesLocks = false;
 
 /// Counts a call; returns what it is to fail with.
 int countCall()
@@ -89,7 +90,7 @@ int fileSize(sqlite3_file *file, sqlite3_int64 *size)
 
 int lockFile(sqlite3_file *file, int lock)
 {
-    return real(file)->pMethods->xLock(real(file), lock);
+    return refusesLocks ? SQLITE_BUSY : real(file)->pMethods->xLock(real(file), lock);
 }
 
 int unlockFile(sqlite3_file *file, int lock)
@@ -211,6 +212,11 @@ void arm(int call, int code, bool forEver)
 void disarm()
 {
     state.isArmed = false;
+}
+
+void refuseLocks(bool refuse)
+{
+    refusesLocks = refuse;
 }
 
 int calls()

@@ -22,6 +22,9 @@ QByteArray name();
 void arm(int call, int code, bool forEver = false);
 void disarm();
 
+/// Keeps every lock of a file from who asks for it, as if somebody else had it.
+void refuseLocks(bool refuse);
+
 /// Returns the calls since arm().
 int calls();
 

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace Tesk::Assets {
 
@@ -236,6 +237,28 @@ TEST_F(SqliteStoreTest, backsUpWholeBatchesWhileOthersWrite)
 
     EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
     EXPECT_LT(sizes.front(), sizes.back());
+}
+
+TEST_F(SqliteStoreTest, saysThatABackupFoundTheFileLockedAndLeavesNoCopy)
+{
+    const auto store = open(SqliteStore::Mode::OpenOrCreate, FaultyFiles::name());
+    putAsset(*store, "a");
+    m_log.clear();
+
+    FaultyFiles::refuseLocks(true); // the store has the one it needs
+    const StoreError error = raisedBy([&] { store->backupTo(filePath("copy.db")); });
+    FaultyFiles::refuseLocks(false);
+
+    const QString text =
+            QStringLiteral("Cannot back up to \"%1\": database is locked (SQLite error 5); another "
+                           "program is writing to it; try again when it has ended")
+                    .arg(filePath("copy.db"));
+    EXPECT_EQ(error.code(), StoreError::Code::Busy);
+    EXPECT_EQ(QString::fromUtf8(error.what()), text);
+    EXPECT_EQ(m_log.texts(), std::vector{text.toStdString()});
+    EXPECT_FALSE(QFile::exists(filePath("copy.db")));
+    store->backupTo(filePath("copy.db"));
+    EXPECT_EQ(SqliteStore(filePath("copy.db"), SqliteStore::Mode::Open).statistics().assets, 1);
 }
 
 TEST_F(SqliteStoreTest, refusesToBackUpOverAFileOrIntoNowhere)
