@@ -59,32 +59,57 @@ void writeMember(Node &node, const char *name, const T &value)
     serializeToNode(member, value);
 }
 
-// What is not there stays as it is.
-template<class T>
-void readMember(const Node &node, const char *name, T &value)
+// The names are stored, and their order is that of storage. Range may be const.
+template<class Range, class Visitor>
+void visitRange(Range &range, const Visitor &visit)
 {
-    deserializeObjectFromSubnode(node, name, value, false);
+    visit("min", range.minimum);
+    visit("max", range.maximum);
+    visit("softMin", range.softMinimum);
+    visit("softMax", range.softMaximum);
+    visit("step", range.step);
+}
+
+template<class Presentation, class Visitor>
+void visitPresentation(Presentation &presentation, const Visitor &visit)
+{
+    visit("label", presentation.label);
+    visit("group", presentation.group);
+    visit("documentation", presentation.documentation);
+    visit("unit", presentation.unit);
+    visit("unitType", presentation.unitType);
+    visit("colorSpace", presentation.colorSpace);
+    visit("hint", presentation.hint);
+    visit("uniform", presentation.uniform);
+    visit("advanced", presentation.advanced);
+}
+
+auto memberWriter(Node &node)
+{
+    return [&node](const char *name, const auto &value) {
+        writeMember(node, name, value);
+    };
+}
+
+// What is not there stays as it is.
+auto memberReader(const Node &node)
+{
+    return [&node](const char *name, auto &value) {
+        deserializeObjectFromSubnode(node, name, value, false);
+    };
 }
 
 } // namespace
 
 void serializeToNode(Node &node, const RenderableBase::ParameterRange &range)
 {
-    writeMember(node, "min", range.minimum);
-    writeMember(node, "max", range.maximum);
-    writeMember(node, "softMin", range.softMinimum);
-    writeMember(node, "softMax", range.softMaximum);
-    writeMember(node, "step", range.step);
+    visitRange(range, memberWriter(node));
 }
 
 void deserializeFromNode(const Node &node, RenderableBase::ParameterRange &range)
 {
     RenderableBase::ParameterRange read; // whole or not at all
-    readMember(node, "min", read.minimum);
-    readMember(node, "max", read.maximum);
-    readMember(node, "softMin", read.softMinimum);
-    readMember(node, "softMax", read.softMaximum);
-    readMember(node, "step", read.step);
+    visitRange(read, memberReader(node));
     range = std::move(read);
 }
 
@@ -100,37 +125,22 @@ void deserializeFromNode(const Node &node, RenderableBase::ParameterEnumeration 
 {
     QVariant labels;
     QVariant values;
-    readMember(node, "labels", labels);
-    readMember(node, "values", values);
+    const auto read = memberReader(node);
+    read("labels", labels);
+    read("values", values);
     enumeration.labels = labels.toStringList();
     enumeration.values = values.toList();
 }
 
 void serializeToNode(Node &node, const RenderableBase::ParameterPresentation &presentation)
 {
-    writeMember(node, "label", presentation.label);
-    writeMember(node, "group", presentation.group);
-    writeMember(node, "documentation", presentation.documentation);
-    writeMember(node, "unit", presentation.unit);
-    writeMember(node, "unitType", presentation.unitType);
-    writeMember(node, "colorSpace", presentation.colorSpace);
-    writeMember(node, "hint", presentation.hint);
-    writeMember(node, "uniform", presentation.uniform);
-    writeMember(node, "advanced", presentation.advanced);
+    visitPresentation(presentation, memberWriter(node));
 }
 
 void deserializeFromNode(const Node &node, RenderableBase::ParameterPresentation &presentation)
 {
     RenderableBase::ParameterPresentation read; // whole or not at all
-    readMember(node, "label", read.label);
-    readMember(node, "group", read.group);
-    readMember(node, "documentation", read.documentation);
-    readMember(node, "unit", read.unit);
-    readMember(node, "unitType", read.unitType);
-    readMember(node, "colorSpace", read.colorSpace);
-    readMember(node, "hint", read.hint);
-    readMember(node, "uniform", read.uniform);
-    readMember(node, "advanced", read.advanced);
+    visitPresentation(read, memberReader(node));
     presentation = std::move(read);
 }
 
