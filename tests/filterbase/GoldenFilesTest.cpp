@@ -1,4 +1,5 @@
 #include "support/FilterDatabase.h"
+#include "support/Golden.h"
 #include "support/Stored.h"
 
 #include <filterbase/DynamicFilterAsset.h>
@@ -10,7 +11,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QString>
 
 #include <map>
@@ -19,6 +19,7 @@
 namespace Tesk::FilterBase {
 
 using FilterBaseTesting::descriptionOf;
+using FilterBaseTesting::golden;
 using FilterBaseTesting::identifiersOf;
 using FilterBaseTesting::readStored;
 using FilterBaseTesting::recordOf;
@@ -31,13 +32,6 @@ using testing::Pair;
 class GoldenFilesTest : public FilterBaseTesting::FilterDatabaseTest
 {
 protected:
-    static QByteArray golden(const char *name)
-    {
-        QFile file(QStringLiteral(GOLDEN_DIR "/") + QLatin1String(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
-        return file.readAll();
-    }
-
     static std::map<unsigned int, unsigned int> tableOf(const ImplementationInfo &info)
     {
         return {info.paramUidCorrespondance.begin(), info.paramUidCorrespondance.end()};

@@ -1,4 +1,5 @@
 #include "support/FilterDatabase.h"
+#include "support/Golden.h"
 #include "support/Random.h"
 #include "support/Stored.h"
 
@@ -16,7 +17,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QUrl>
 
 #include <memory>
@@ -30,6 +30,7 @@ using Data::Serialization::Document;
 using Data::Serialization::Node;
 using Exception::Data::SerializationException;
 using FilterBaseTesting::descriptionOf;
+using FilterBaseTesting::golden;
 using FilterBaseTesting::readStored;
 using FilterBaseTesting::recordOf;
 using FilterBaseTesting::stored;
@@ -39,13 +40,6 @@ using testing::ElementsAre;
 class HostileBodyTest : public FilterBaseTesting::FilterDatabaseTest
 {
 protected:
-    static QByteArray golden(const char *name)
-    {
-        QFile file(QStringLiteral(GOLDEN_DIR "/") + QLatin1String(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
-        return file.readAll();
-    }
-
     static void askEverything(DynamicFilterAsset &filter)
     {
         filter.getSourceFileUrl();

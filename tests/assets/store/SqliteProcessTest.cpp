@@ -30,6 +30,23 @@ int killCount()
     return wanted > 0 ? wanted : 50;
 }
 
+// Both add to one number that both have read before.
+void addAtOnce(Child &first, Child &second, const QByteArray &round)
+{
+    first.send(round);
+    second.send(round);
+    ASSERT_EQ(first.line(), QByteArray("read"));
+    ASSERT_EQ(second.line(), QByteArray("read"));
+    first.send("go");
+    second.send("go");
+    const QByteArray firstAnswer = first.line();
+    const QByteArray secondAnswer = second.line();
+    ASSERT_FALSE(firstAnswer.isEmpty());
+    ASSERT_FALSE(secondAnswer.isEmpty());
+    // Both had read the same number: one was told, and added to what the other wrote.
+    ASSERT_EQ(firstAnswer.toInt() + secondAnswer.toInt(), 1);
+}
+
 } // namespace
 
 class SqliteKillTest : public SqliteStoreTest, public testing::WithParamInterface<const char *>
@@ -134,18 +151,7 @@ TEST_F(SqliteStoreTest, letsTwoProcessesImportAtOnceForAHundredRounds)
     for (int round = 1; round <= sRounds; ++round) {
         const qint64 generation = store->generation();
         const QByteArray name = QByteArray::number(round);
-        first.send(name);
-        second.send(name);
-        ASSERT_EQ(first.line(), QByteArray("read"));
-        ASSERT_EQ(second.line(), QByteArray("read"));
-        first.send("go");
-        second.send("go");
-        const QByteArray firstAnswer = first.line();
-        const QByteArray secondAnswer = second.line();
-        ASSERT_FALSE(firstAnswer.isEmpty());
-        ASSERT_FALSE(secondAnswer.isEmpty());
-        // Both had read the same number: one of them was told, and added to the other's.
-        ASSERT_EQ(firstAnswer.toInt() + secondAnswer.toInt(), 1);
+        ASSERT_NO_FATAL_FAILURE(addAtOnce(first, second, name));
 
         // Seen at once, and nothing was written over: each addition counts.
         const std::vector<QByteArray> ids{"number", "first-" + name + "-4",
@@ -191,18 +197,7 @@ TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnce)
         if (isBounded && round > sFewestRounds && timer.elapsed() > sLongestMs)
             break;
         const QByteArray name = QByteArray::number(round);
-        first.send(name);
-        second.send(name);
-        ASSERT_EQ(first.line(), QByteArray("read"));
-        ASSERT_EQ(second.line(), QByteArray("read"));
-        first.send("go");
-        second.send("go");
-        const QByteArray firstAnswer = first.line();
-        const QByteArray secondAnswer = second.line();
-        ASSERT_FALSE(firstAnswer.isEmpty());
-        ASSERT_FALSE(secondAnswer.isEmpty());
-        // Both had read the same number: one of them was told, and added to the other's.
-        ASSERT_EQ(firstAnswer.toInt() + secondAnswer.toInt(), 1);
+        ASSERT_NO_FATAL_FAILURE(addAtOnce(first, second, name));
 
         // Look-ups see it at once; what is live follows with a refresh.
         const auto note = std::dynamic_pointer_cast<NoteAsset>(
