@@ -262,4 +262,29 @@ TEST_F(FilterManagerDamageTest, filesNothingIntoAListedFilterThatWasRemoved)
     EXPECT_TRUE(isHidden(desc));
 }
 
+// Nobody had read it before: there is nothing left that would tell what it holds.
+TEST_F(FilterManagerDamageTest, raisesForAListedFilterThatWasRemovedUnread)
+{
+    const auto blur = importOne(implementation("one", "Blur", "default_color"));
+    manager().registerFilter(blur);
+    restart();
+    startManager();
+    const auto removed = manager().getDynamicFilter("blur");
+    const auto asset = removed.asset();
+    database->removeAsset(removed);
+    const auto two = implementation("two", "Blur", "default_float");
+
+    try {
+        manager().createOrUpdateFilters({two}, {});
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const Exception::Data::SerializationException &error) {
+        EXPECT_EQ(error.what(), "Cannot read the body of " + asset->debugInfo().toStdString()
+                                        + ": it is no longer in an open database");
+    }
+    EXPECT_EQ(manager().getDynamicFilter("blur"), removed);
+    EXPECT_EQ(removed.asset(), nullptr);
+    startManager();
+    EXPECT_THAT(filed(importOne(two)), ElementsAre("float=two"));
+}
+
 } // namespace FilterBaseTesting
