@@ -1,6 +1,7 @@
 #include <assets/SqliteStore.h>
 
 #include "SqliteCore.h"
+#include "SqliteIdStatement.h"
 #include "SqliteRows.h"
 #include "SqliteValue.h"
 #include "StoreChecks.h"
@@ -39,39 +40,28 @@ static AssetRow readAssetRow(SqliteCore &core, const SqliteQuery &query)
 
 std::vector<std::optional<AssetRow>> SqliteStore::loadRows(std::span<const QByteArray> ids) const
 {
+    static const auto &statement = *new SqliteIdStatement(ASSET_COLUMNS, "");
     return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
-        std::vector<std::optional<AssetRow>> rows;
-        rows.reserve(ids.size());
-        SqliteQuery query(*m_core->connection, "SELECT " ASSET_COLUMNS " FROM asset WHERE id = ?1");
-        for (const QByteArray &id : ids) {
-            query.reuse().bindBytes(id);
-            rows.push_back(query.next() ? std::optional(readAssetRow(*m_core, query))
-                                        : std::nullopt);
-        }
+        std::vector<std::optional<AssetRow>> rows(ids.size());
+        statement.run(*m_core->connection, ids, 0, [&](std::size_t at, const SqliteQuery &row) {
+            rows[at] = readAssetRow(*m_core, row);
+        });
         return rows;
     });
 }
 
 std::vector<std::optional<StoredAsset>> SqliteStore::load(std::span<const QByteArray> ids) const
 {
+    static const auto &statement = *new SqliteIdStatement(
+            ASSET_COLUMNS ", body.encoding, body.data", "LEFT JOIN body ON body.asset_k = asset.k");
     return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
-        std::vector<std::optional<StoredAsset>> assets;
-        assets.reserve(ids.size());
-        SqliteQuery query(*m_core->connection,
-                          "SELECT " ASSET_COLUMNS ", body.encoding, body.data FROM asset "
-                          "LEFT JOIN body ON body.asset_k = asset.k WHERE asset.id = ?1");
-        for (const QByteArray &id : ids) {
-            query.reuse().bindBytes(id);
-            if (!query.next()) {
-                assets.emplace_back();
-                continue;
-            }
-            StoredAsset asset{readAssetRow(*m_core, query), {}};
-            if (!query.isNull(sAssetColumnCount))
-                asset.body = BodyRow{static_cast<int>(query.integer(sAssetColumnCount)),
-                                     query.bytes(sAssetColumnCount + 1)};
-            assets.emplace_back(std::move(asset));
-        }
+        std::vector<std::optional<StoredAsset>> assets(ids.size());
+        statement.run(*m_core->connection, ids, 0, [&](std::size_t at, const SqliteQuery &row) {
+            StoredAsset &asset = assets[at].emplace(StoredAsset{readAssetRow(*m_core, row), {}});
+            if (!row.isNull(sAssetColumnCount))
+                asset.body = BodyRow{static_cast<int>(row.integer(sAssetColumnCount)),
+                                     row.bytes(sAssetColumnCount + 1)};
+        });
         return assets;
     });
 }

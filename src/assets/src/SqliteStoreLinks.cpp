@@ -1,6 +1,7 @@
 #include <assets/SqliteStore.h>
 
 #include "SqliteCore.h"
+#include "SqliteIdStatement.h"
 #include "SqliteRows.h"
 #include "StoreChecks.h"
 
@@ -29,21 +30,17 @@ static std::vector<QByteArray> idsFor(SqliteCore &core, const Place &place, cons
 
 std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArray> ids) const
 {
+    static const auto &statement = *new SqliteIdStatement("key_k, type, accessibility, kind, value",
+                                                          "JOIN meta ON meta.asset_k = asset.k");
     return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
-        std::vector<std::vector<MetaRow>> result;
-        result.reserve(ids.size());
-        SqliteQuery query(*m_core->connection,
-                          "SELECT key_k, type, accessibility, kind, value FROM asset "
-                          "JOIN meta ON meta.asset_k = asset.k WHERE asset.id = ?1");
-        for (const QByteArray &id : ids) {
-            std::vector<MetaRow> &rows = result.emplace_back();
-            query.reuse().bindBytes(id);
-            while (query.next())
-                rows.push_back(readMetaRow(*m_core, id, query));
+        std::vector<std::vector<MetaRow>> result(ids.size());
+        statement.run(*m_core->connection, ids, 0, [&](std::size_t at, const SqliteQuery &row) {
+            result[at].push_back(readMetaRow(*m_core, ids[at], row));
+        });
+        for (std::vector<MetaRow> &rows : result)
             std::sort(rows.begin(), rows.end(), [](const MetaRow &left, const MetaRow &right) {
                 return left.key < right.key;
             });
-        }
         return result;
     });
 }
@@ -51,20 +48,18 @@ std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArr
 std::vector<std::optional<MetaRow>> SqliteStore::metaDataItems(std::span<const QByteArray> ids,
                                                                const QString &key) const
 {
+    static const auto &statement =
+            *new SqliteIdStatement("key_k, type, accessibility, kind, value",
+                                   "JOIN meta ON meta.asset_k = asset.k AND meta.key_k = ?1");
     return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids, &key] {
         std::vector<std::optional<MetaRow>> rows(ids.size());
         const std::optional<qint64> keyTerm = m_core->findTerm(key);
         if (!keyTerm)
             return rows;
-        SqliteQuery query(*m_core->connection,
-                          "SELECT key_k, type, accessibility, kind, value FROM asset "
-                          "JOIN meta ON meta.asset_k = asset.k AND meta.key_k = ?1 "
-                          "WHERE asset.id = ?2");
-        for (std::size_t index = 0; index < ids.size(); ++index) {
-            query.reuse().bind(*keyTerm).bindBytes(ids[index]);
-            if (query.next())
-                rows[index] = readMetaRow(*m_core, ids[index], query);
-        }
+        statement.run(*m_core->connection, ids, *keyTerm,
+                      [&](std::size_t at, const SqliteQuery &row) {
+                          rows[at] = readMetaRow(*m_core, ids[at], row);
+                      });
         return rows;
     });
 }

@@ -439,4 +439,51 @@ TEST_P(StoreTest, countsWhatItKeeps)
     EXPECT_EQ(found.bodyBytes, 8);
 }
 
+// Enough for a store that reads in blocks, and not a whole number of them.
+static std::vector<QByteArray> manyIds()
+{
+    std::vector<QByteArray> ids;
+    for (int number = 99; number >= 0; --number)
+        ids.push_back("asset " + QByteArray::number(number));
+    return ids;
+}
+
+TEST_P(StoreTest, readsManyAssetsInTheOrderThatIsAskedFor)
+{
+    const std::vector<QByteArray> ids = manyIds();
+    for (std::size_t at = 0; at < ids.size(); at += 2)
+        put(ids[at], QStringLiteral("Filter"), QString::fromLatin1(ids[at]), "body of " + ids[at]);
+
+    const auto rows = store().loadRows(ids);
+    const auto assets = store().load(ids);
+
+    ASSERT_EQ(rows.size(), ids.size());
+    ASSERT_EQ(assets.size(), ids.size());
+    for (std::size_t at = 0; at < ids.size(); ++at) {
+        const bool exists = at % 2 == 0;
+        ASSERT_EQ(rows[at].has_value(), exists) << ids[at].constData();
+        ASSERT_EQ(assets[at].has_value(), exists) << ids[at].constData();
+        if (!exists)
+            continue;
+        EXPECT_EQ(rows[at]->id, ids[at]);
+        EXPECT_EQ(rows[at]->name, QString::fromLatin1(ids[at]));
+        EXPECT_EQ(assets[at]->row.id, ids[at]);
+        EXPECT_EQ(assets[at]->body->data, "body of " + ids[at]);
+    }
+}
+
+TEST_P(StoreTest, readsAnAssetAsOftenAsItIsAskedFor)
+{
+    put("a");
+    std::vector<QByteArray> ids(40, "a");
+    ids[20] = "b";
+    ids[30] = "";
+
+    const auto rows = store().loadRows(ids);
+
+    for (std::size_t at = 0; at < ids.size(); ++at)
+        EXPECT_EQ(rows[at].has_value(), ids[at] == "a") << at;
+    EXPECT_TRUE(store().loadRows({}).empty());
+}
+
 } // namespace Tesk::Assets

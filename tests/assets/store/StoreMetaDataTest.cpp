@@ -177,4 +177,42 @@ TEST_P(StoreTest, removesAMetaDataItemOfManyAssets)
     EXPECT_EQ(store().generation(), generation);
 }
 
+TEST_P(StoreTest, readsTheMetadataOfManyAssetsInTheOrderThatIsAskedFor)
+{
+    std::vector<QByteArray> ids;
+    std::vector<MetaWrite> items;
+    for (int number = 99; number >= 0; --number) {
+        ids.push_back("asset " + QByteArray::number(number));
+        if (number % 3 == 0)
+            continue; // an id of no asset
+        put(ids.back());
+        items.push_back({ids.back(), MetaRow{"other", 3, 0, -number}});
+        if (number % 3 == 1)
+            items.push_back({ids.back(), MetaRow{sKey, 3, 0, number}});
+    }
+    store().setMetaData(items);
+
+    const auto all = store().metaData(ids);
+    const auto single = store().metaDataItems(ids, sKey);
+
+    ASSERT_EQ(all.size(), ids.size());
+    ASSERT_EQ(single.size(), ids.size());
+    for (int at = 0; at < 100; ++at) {
+        const int number = 99 - at;
+        const auto &rows = all[static_cast<std::size_t>(at)];
+        const auto &row = single[static_cast<std::size_t>(at)];
+        ASSERT_EQ(rows.size(), static_cast<std::size_t>(number % 3 == 1 ? 2 : number % 3 / 2))
+                << number;
+        ASSERT_EQ(row.has_value(), number % 3 == 1) << number;
+        if (row) {
+            EXPECT_EQ(row->value, QVariant(number));
+            EXPECT_EQ(rows.front().value, QVariant(number));
+            EXPECT_EQ(rows.front().key, sKey);
+        }
+        if (!rows.empty()) {
+            EXPECT_EQ(rows.back().value, QVariant(-number));
+        }
+    }
+}
+
 } // namespace Tesk::Assets
