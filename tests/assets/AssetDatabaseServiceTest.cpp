@@ -443,6 +443,49 @@ TEST_P(AssetDatabaseServiceTest, seesWhatAnotherProcessStoredAtOnce)
 
 // --- the two names
 
+TEST_P(AssetDatabaseServiceTest, givesTheAssetsOfManyReferencesInTheirOrder)
+{
+    insertNote("a", "of a", "A");
+    insertNote("b", "of b", "B");
+    const auto list = collection("list");
+    for (const char *id : {"b", "nobody", "a"})
+        CollectionControl::appendAssetFromRef(list, service->referenceFromId(id));
+    reopen();
+    std::vector<AssetReference> wanted = collection("list")->items();
+    wanted.emplace_back();
+    wanted.push_back(wanted.front());
+
+    const std::vector<std::shared_ptr<Asset>> found = service->getAssets(wanted);
+
+    EXPECT_THAT(found, testing::ElementsAre(note("b"), nullptr, note("a"), nullptr, note("b")));
+    EXPECT_TRUE(note("a")->isShell());
+    EXPECT_EQ(AssetControl::getName(note("a")), "A");
+    EXPECT_EQ(note("b")->text.get(), "of b");
+}
+
+TEST_P(AssetDatabaseServiceTest, givesNoneOfManyAssetsThatAnotherProcessRemovedMeanwhile)
+{
+    insertNote("a");
+    insertNote("b");
+    const auto list = collection("list");
+    CollectionControl::appendAssetFromRef(list, service->referenceFromId("a"));
+    CollectionControl::appendAssetFromRef(list, service->referenceFromId("b"));
+    reopen();
+    const std::vector<AssetReference> items = collection("list")->items();
+    const AssetRemoval removal{"a", {}};
+    store.remove({&removal, 1});
+
+    EXPECT_THAT(service->getAssets(items), testing::ElementsAre(nullptr, note("b")));
+}
+
+TEST_P(AssetDatabaseServiceTest, givesNoAssetsForReferencesOnceClosed)
+{
+    const AssetReference reference = insertNote("a")->ownReference();
+    service->close();
+
+    EXPECT_THAT(service->getAssets({&reference, 1}), testing::ElementsAre(nullptr));
+}
+
 TEST_P(AssetDatabaseServiceTest, keepsTheRecordedNameApartFromTheAssetsOwn)
 {
     const auto asset = insertNote("a", {}, "Own");

@@ -61,6 +61,12 @@ std::shared_ptr<Asset> AssetDatabaseService::getAssetFromId(const QByteArray &id
     return m_core->find(id);
 }
 
+std::vector<std::shared_ptr<Asset>>
+AssetDatabaseService::getAssets(std::span<const AssetReference> references)
+{
+    return m_core->resolveMany(references);
+}
+
 std::vector<AssetReference> AssetDatabaseService::findByType(const QString &typeName)
 {
     AssetQuery query;
@@ -200,6 +206,17 @@ void AssetDatabaseService::BatchScope::commit()
     // Also when the commit fails: it has rolled back then.
     m_open = false;
     m_core->commitScope();
+}
+
+AssetDatabaseService::MetaDataKeeper::MetaDataKeeper(AssetDatabaseService &service,
+                                                     std::span<const AssetReference> references)
+    : m_core(service.core())
+    , m_records(m_core->keepMetaData(references))
+{}
+
+AssetDatabaseService::MetaDataKeeper::~MetaDataKeeper()
+{
+    m_core->dropMetaData(m_records);
 }
 
 } // namespace Tesk::Assets

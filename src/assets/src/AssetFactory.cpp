@@ -63,10 +63,18 @@ void registerOwnTypes()
 
 std::shared_ptr<Asset> create(const QString &typeName)
 {
-    const Data::ClassRegistry::Factory make = Data::ClassRegistry::factory(typeName);
-    if (!make)
+    return Series().create(typeName);
+}
+
+std::shared_ptr<Asset> Series::create(const QString &typeName)
+{
+    if (!m_make || m_typeName != typeName) {
+        m_make = Data::ClassRegistry::factory(typeName);
+        m_typeName = typeName;
+    }
+    if (!m_make)
         return nullptr;
-    auto asset = std::dynamic_pointer_cast<Asset>(make());
+    auto asset = std::dynamic_pointer_cast<Asset>(m_make());
     if (asset)
         moveToMainThread(*asset);
     return asset;

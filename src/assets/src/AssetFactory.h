@@ -1,5 +1,7 @@
 #pragma once
 
+#include <data/ClassRegistry.h>
+
 #include <QString>
 
 #include <memory>
@@ -22,6 +24,20 @@ void registerOwnTypes();
 /// Returns a new asset of the main thread; null without a factory, or when that makes
 /// something else.
 std::shared_ptr<Asset> create(const QString &typeName);
+
+/// Makes one asset after the other, and looks for the factory only where the class changes.
+///
+/// Threads: one at a time; use it for one job and throw it away.
+class Series
+{
+public:
+    /// As create().
+    std::shared_ptr<Asset> create(const QString &typeName);
+
+private:
+    QString m_typeName;
+    Data::ClassRegistry::Factory m_make;
+};
 
 /// Gives \a asset to the main thread when it is of the calling one.
 void moveToMainThread(Asset &asset);

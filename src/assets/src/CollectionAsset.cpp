@@ -60,7 +60,7 @@ qsizetype CollectionAsset::itemCount() const
 bool CollectionAsset::contains(const AssetReference &reference) const
 {
     const std::unique_lock lock = lockLoaded();
-    return m_itemSet.contains(reference);
+    return itemSetLocked().contains(reference);
 }
 
 std::unique_lock<std::mutex> CollectionAsset::lockLoaded() const
@@ -82,9 +82,17 @@ void CollectionAsset::setItems(std::vector<AssetReference> items) const
     const std::lock_guard lock(m_itemsMutex);
     if (m_itemsLoaded)
         return;
-    m_itemSet = std::unordered_set<AssetReference>(items.begin(), items.end());
     m_items = std::move(items);
+    m_itemSet.reset();
     m_itemsLoaded = true;
+}
+
+// Most lists are only read from end to end: the set is made for who asks for one item.
+std::unordered_set<AssetReference> &CollectionAsset::itemSetLocked() const
+{
+    if (!m_itemSet)
+        m_itemSet.emplace(m_items.begin(), m_items.end());
+    return *m_itemSet;
 }
 
 bool CollectionAsset::isLoaded() const
@@ -108,7 +116,7 @@ quint64 CollectionAsset::itemsVersion() const
 bool CollectionAsset::appendItem(const AssetReference &reference)
 {
     const std::lock_guard lock(m_itemsMutex);
-    if (!m_itemSet.insert(reference).second)
+    if (!itemSetLocked().insert(reference).second)
         return false;
     m_items.push_back(reference);
     ++m_itemsVersion;
@@ -119,7 +127,7 @@ bool CollectionAsset::appendItem(const AssetReference &reference)
 qsizetype CollectionAsset::removeItem(const AssetReference &reference)
 {
     const std::lock_guard lock(m_itemsMutex);
-    if (m_itemSet.erase(reference) == 0)
+    if (itemSetLocked().erase(reference) == 0)
         return -1;
     const auto found = std::find(m_items.begin(), m_items.end(), reference);
     const qsizetype index = found - m_items.begin();
@@ -131,7 +139,7 @@ qsizetype CollectionAsset::removeItem(const AssetReference &reference)
 void CollectionAsset::insertItem(qsizetype index, const AssetReference &reference)
 {
     const std::lock_guard lock(m_itemsMutex);
-    if (m_itemSet.insert(reference).second)
+    if (itemSetLocked().insert(reference).second)
         m_items.insert(m_items.begin() + index, reference);
 }
 
@@ -141,7 +149,7 @@ void CollectionAsset::forgetItems()
     m_itemsLoaded = false;
     ++m_itemsVersion;
     m_items.clear();
-    m_itemSet.clear();
+    m_itemSet.reset();
 }
 
 } // namespace Tesk::Assets

@@ -136,6 +136,12 @@ std::optional<MetaDataItem> DatabaseCore::metaDataItemLocked(const AssetRecord &
     }
     if (!m_store || m_removalsPending.contains(&own))
         return std::nullopt;
+    if (const auto kept = m_keptMetaData.find(&own); kept != m_keptMetaData.end()) {
+        const auto item = std::find_if(kept->second.begin(), kept->second.end(),
+                                       [&key](const MetaRow &row) { return row.key == key; });
+        return item == kept->second.end() ? std::nullopt
+                                          : std::optional(StoreValues::toItem(*item));
+    }
     const QByteArray id = idOf(own);
     const std::optional<MetaRow> row = m_store->metaDataItems(std::span(&id, 1), key).front();
     return row ? std::optional(StoreValues::toItem(*row)) : std::nullopt;
@@ -203,6 +209,45 @@ std::vector<QVariant> DatabaseCore::metaDataValues(const std::vector<const Asset
             values[places[at]] = rows[at]->value;
     }
     return values;
+}
+
+// Returns what was not kept before.
+std::vector<const AssetRecord *>
+DatabaseCore::keepMetaData(std::span<const AssetReference> references)
+{
+    std::vector<const AssetRecord *> records;
+    std::vector<QByteArray> ids;
+    const std::lock_guard lock(m_mutex);
+    if (!m_store)
+        return records;
+    for (const AssetReference &reference : references) {
+        if (reference.isInvalid() || reference.record()->table != m_table)
+            continue;
+        const AssetRecord &own = ownRecordLocked(*reference.record());
+        const AssetSlot *slot = slotOfLocked(own);
+        if ((slot != nullptr && slot->unstored) || !m_keptMetaData.try_emplace(&own).second)
+            continue;
+        records.push_back(&own);
+        ids.push_back(idOf(own));
+    }
+    try {
+        std::vector<std::vector<MetaRow>> rows = m_store->metaData(ids);
+        for (std::size_t at = 0; at < records.size(); ++at)
+            m_keptMetaData[records[at]] = std::move(rows[at]);
+    } catch (const StoreError &) {
+        // One bad value must not spoil the others: each read meets what concerns it by itself.
+        for (const AssetRecord *record : records)
+            m_keptMetaData.erase(record);
+        records.clear();
+    }
+    return records;
+}
+
+void DatabaseCore::dropMetaData(std::span<const AssetRecord *const> records)
+{
+    const std::lock_guard lock(m_mutex);
+    for (const AssetRecord *record : records)
+        m_keptMetaData.erase(record);
 }
 
 bool DatabaseCore::setMetaDataItem(const AssetRecord &record, const QString &key,

@@ -53,9 +53,11 @@ void DatabaseCore::decode(Asset &asset)
     }
     if (!stored)
         throw unreadable(asset, QStringLiteral("it is no longer in the store"));
-    if (ClassRegistry::currentName(stored->row.className) != ClassRegistry::currentName(typeName)) {
-        throw unreadable(asset, QStringLiteral("the store has a \"%1\" under its id now")
-                                        .arg(stored->row.className));
+    const QString &storedName = stored->row.className;
+    if (storedName != typeName
+        && ClassRegistry::currentName(storedName) != ClassRegistry::currentName(typeName)) {
+        throw unreadable(asset,
+                         QStringLiteral("the store has a \"%1\" under its id now").arg(storedName));
     }
 
     const DecodingScope scope(*m_table);
@@ -150,6 +152,8 @@ void DatabaseCore::prefetch(std::span<const AssetReference> references)
     const qint64 generation = m_store->generation();
     std::vector<const AssetRecord *> wanted;
     std::vector<QByteArray> ids;
+    wanted.reserve(references.size());
+    ids.reserve(references.size());
     for (const AssetReference &reference : references) {
         const AssetRecord *record = reference.record();
         if (record == nullptr || record->table != m_table || m_prefetched.contains(record)

@@ -113,6 +113,7 @@ AssetDatabaseService::RefreshResult DatabaseCore::refresh()
         for (const ChangeRow &change : list.changes)
             ids.push_back(change.id);
         rows = m_store->loadRows(ids);
+        m_keptMetaData.clear();
     }
     std::vector<AssetChange> changes;
     for (std::size_t at = 0; at < list.changes.size(); ++at) {

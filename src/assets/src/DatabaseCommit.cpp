@@ -101,6 +101,8 @@ void DatabaseCore::settleLocked(const Batch &batch)
             change->slot->unstored.reset();
         if (change->contentChanged || change->name)
             m_prefetched.erase(change->record);
+        if (change->created || change->removed || !change->metaData.empty())
+            m_keptMetaData.erase(change->record);
         if (change->name)
             settleNameLocked(*change);
         if (!change->items.empty())

@@ -1,7 +1,6 @@
 #include "DatabaseCore.h"
 
 #include "AssetErrors.h"
-#include "AssetFactory.h"
 #include "AssetNames.h"
 #include "AssetTable.h"
 #include "DecodingScope.h"
@@ -54,6 +53,7 @@ void DatabaseCore::close()
             owners.push_back(withdrawLocked(*slot));
         m_published.clear();
         m_prefetched.clear();
+        m_keptMetaData.clear();
     }
 }
 
@@ -87,11 +87,19 @@ AssetSlot *DatabaseCore::liveSlotLocked(const Asset &asset) const
     return slot != nullptr && slot->owner.get() == &asset ? slot : nullptr;
 }
 
+// Assets come in rows of one class: the last name is mostly the next one too.
+const QString &DatabaseCore::sharedTypeNameLocked(const QString &typeName)
+{
+    if (m_lastTypeName != typeName)
+        m_lastTypeName = *m_typeNames.insert(typeName);
+    return m_lastTypeName;
+}
+
 AssetSlot &DatabaseCore::knownSlotLocked(const AssetRecord &record, const QString &typeName,
                                          const QString &name)
 {
     AssetSlot &slot = m_table->newSlot(record);
-    slot.typeName = *m_typeNames.insert(typeName);
+    slot.typeName = sharedTypeNameLocked(typeName);
     slot.name = name;
     record.lifespan.store(AssetReference::Lifespan::Persistent, std::memory_order_release);
     record.slot.store(&slot, std::memory_order_release);
@@ -200,7 +208,8 @@ std::shared_ptr<Asset> DatabaseCore::resolve(const AssetRecord &record)
             name = slot->name;
             epoch = m_epoch;
         }
-        const std::shared_ptr<Asset> shell = makeShell(typeName, name);
+        AssetFactory::Series series;
+        const std::shared_ptr<Asset> shell = makeShell(series, typeName, name);
         if (!shell)
             return nullptr;
         const std::lock_guard lock(m_mutex);
@@ -222,9 +231,59 @@ std::shared_ptr<Asset> DatabaseCore::resolveQuietly(const AssetRecord &record) n
     }
 }
 
-std::shared_ptr<Asset> DatabaseCore::makeShell(const QString &typeName, const QString &name) const
+// What was named by a list, and not changed since, needs no look into the store each.
+std::vector<std::shared_ptr<Asset>>
+DatabaseCore::resolveMany(std::span<const AssetReference> references)
 {
-    std::shared_ptr<Asset> shell = AssetFactory::create(typeName);
+    struct Known
+    {
+        std::size_t at;
+        AssetSlot *slot;
+        QString typeName;
+        QString name;
+        std::shared_ptr<Asset> shell;
+    };
+    std::vector<std::shared_ptr<Asset>> assets(references.size());
+    std::vector<Known> known;
+    quint64 epoch = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        epoch = m_epoch;
+        const qint64 generation =
+                m_store ? m_store->generation() : -1; // -1: nothing is known of it
+        for (std::size_t at = 0; at < references.size(); ++at) {
+            const AssetRecord *record = references[at].record();
+            if (record == nullptr || record->table != m_table)
+                continue;
+            AssetSlot *slot = slotOfLocked(*record);
+            if (slot != nullptr && slot->owner)
+                assets[at] = slot->owner;
+            else if (slot != nullptr && slot->knownAt == generation)
+                known.push_back({at, slot, slot->typeName, slot->name, {}});
+        }
+    }
+    AssetFactory::Series series;
+    for (Known &item : known)
+        item.shell = makeShell(series, item.typeName, item.name);
+    {
+        const std::lock_guard lock(m_mutex);
+        for (Known &item : known) {
+            if (item.shell && !item.slot->owner && epoch == m_epoch && m_store)
+                publishLocked(*item.slot, item.shell);
+            assets[item.at] = item.slot->owner;
+        }
+    }
+    for (std::size_t at = 0; at < references.size(); ++at) {
+        if (!assets[at])
+            assets[at] = references[at].asset();
+    }
+    return assets;
+}
+
+std::shared_ptr<Asset> DatabaseCore::makeShell(AssetFactory::Series &series,
+                                               const QString &typeName, const QString &name) const
+{
+    std::shared_ptr<Asset> shell = series.create(typeName);
     if (!shell)
         return nullptr;
     AssetNames::set(*shell, name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AssetFactory.h"
 #include "AssetRecord.h"
 #include "AssetSlot.h"
 #include "BatchScopes.h"
@@ -53,6 +54,7 @@ public:
     std::shared_ptr<Asset> find(const QByteArray &id);
     std::shared_ptr<Asset> resolve(const AssetRecord &record);
     std::shared_ptr<Asset> resolveQuietly(const AssetRecord &record) noexcept;
+    std::vector<std::shared_ptr<Asset>> resolveMany(std::span<const AssetReference> references);
     std::vector<AssetReference> findByQuery(const AssetQuery &query);
     void forEach(const std::function<bool(const AssetReference &, const QString &, const QString &)>
                          &visit);
@@ -76,6 +78,8 @@ public:
     std::optional<MetaDataItem> metaDataItem(const AssetRecord &record, const QString &key);
     std::vector<QVariant> metaDataValues(const std::vector<const AssetRecord *> &records,
                                          const QString &key);
+    std::vector<const AssetRecord *> keepMetaData(std::span<const AssetReference> references);
+    void dropMetaData(std::span<const AssetRecord *const> records);
     bool setMetaDataItem(const AssetRecord &record, const QString &key,
                          const std::optional<MetaDataItem> &item);
     bool isHidden(const AssetRecord &record);
@@ -109,11 +113,13 @@ private:
     explicit DatabaseCore(std::unique_ptr<Store> store);
 
     void checkOpenLocked() const;
-    std::shared_ptr<Asset> makeShell(const QString &typeName, const QString &name) const;
+    std::shared_ptr<Asset> makeShell(AssetFactory::Series &series, const QString &typeName,
+                                     const QString &name) const;
 
     // Slots: what is known of an id in this process.
     AssetSlot *slotOfLocked(const AssetRecord &record) const;
     AssetSlot *liveSlotLocked(const Asset &asset) const;
+    const QString &sharedTypeNameLocked(const QString &typeName);
     AssetSlot &knownSlotLocked(const AssetRecord &record, const QString &typeName,
                                const QString &name);
     bool isStillStoredLocked(AssetSlot &slot);
@@ -176,11 +182,13 @@ private:
     std::unique_ptr<Store> m_store; // null when closed
     std::vector<AssetSlot *> m_published;
     std::unordered_map<const AssetRecord *, StoredAsset> m_prefetched;
+    std::unordered_map<const AssetRecord *, std::vector<MetaRow>> m_keptMetaData; // as stored
     std::unordered_map<const AssetRecord *, int> m_removalsPending;
     BatchScopes m_scopes;
     std::unordered_set<const AssetRecord *> m_reportedBodies;
     std::unordered_set<const AssetRecord *> m_conflicts; // which a refresh left as they were
     QSet<QString> m_typeNames;                           // one copy of each
+    QString m_lastTypeName;                              // one of them
     quint64 m_epoch = 0; // changes when what was read of the store may be out of date
 };
 

@@ -41,7 +41,7 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
         return false;
 
     AssetSlot &slot = m_table->newSlot(record);
-    slot.typeName = *m_typeNames.insert(typeName);
+    slot.typeName = sharedTypeNameLocked(typeName);
     slot.name = name;
     slot.unstored = std::make_unique<UnstoredAttributes>();
     slot.unstored->metaData = metaData;

@@ -1,7 +1,5 @@
 #include "CollectionBatch.h"
 
-#include "AssetCast.h"
-
 #include <filterbase/FilterDescAsset.h>
 
 #include <assets/AssetControl.h>
@@ -40,26 +38,27 @@ bool isReadable(const FilterDescAsset &descriptor)
 }
 
 CollectionBatch::CollectionBatch(Assets::AssetDatabaseService &database,
-                                 std::span<const AssetReference> items)
+                                 std::span<const AssetReference> items,
+                                 std::span<const std::shared_ptr<Assets::Asset>> assets)
 {
     std::vector<AssetReference> references;
-    std::vector<std::shared_ptr<FilterDescAsset>> descriptors;
-    for (const AssetReference &item : items) {
-        if (auto descriptor = assetCast<FilterDescAsset>(item.asset())) {
-            references.push_back(item);
-            descriptors.push_back(std::move(descriptor));
+    std::vector<const FilterDescAsset *> descriptors;
+    for (std::size_t index = 0; index < items.size(); ++index) {
+        if (const auto *descriptor = qobject_cast<FilterDescAsset *>(assets[index].get())) {
+            references.push_back(items[index]);
+            descriptors.push_back(descriptor);
         }
     }
     database.prefetch(references);
 
     std::vector<AssetReference> implementations;
     std::vector<const FilterDescAsset *> listedBy;
-    for (const auto &descriptor : descriptors) {
+    for (const FilterDescAsset *descriptor : descriptors) {
         if (!isReadable(*descriptor))
             continue;
         for (const AssetReference &implementation : descriptor->implementations) {
             implementations.push_back(implementation);
-            listedBy.push_back(descriptor.get());
+            listedBy.push_back(descriptor);
         }
     }
     const std::vector<QVariant> categories =

@@ -2,12 +2,14 @@
 
 #include <assets/AssetReference.h>
 
+#include <memory>
 #include <span>
 #include <unordered_map>
 
 namespace Tesk::Assets {
+class Asset;
 class AssetDatabaseService;
-}
+} // namespace Tesk::Assets
 
 namespace Tesk::FilterBase {
 
@@ -23,8 +25,10 @@ bool isReadable(const FilterDescAsset &descriptor);
 class CollectionBatch
 {
 public:
+    /// \a assets are those of \a items, place by place; null where one does not resolve.
     CollectionBatch(Assets::AssetDatabaseService &database,
-                    std::span<const Assets::AssetReference> items);
+                    std::span<const Assets::AssetReference> items,
+                    std::span<const std::shared_ptr<Assets::Asset>> assets);
 
     /// How many implementations listed by \a descriptor are of a tool category.
     int toolImplementations(const FilterDescAsset &descriptor) const;

@@ -85,6 +85,11 @@ static QString filterName(const Asset &asset, const QString &nameOverride)
     return nameOverride.isEmpty() ? AssetControl::getName(asset) : nameOverride;
 }
 
+static QString keyOf(const Asset &asset)
+{
+    return FoldedName(AssetControl::getName(asset)).ownedKey();
+}
+
 static std::shared_ptr<DynamicFilterAsset> createDynamicFilter()
 {
     const QByteArray id = QUuid::createUuid().toByteArray(QUuid::WithBraces);
@@ -138,26 +143,29 @@ FilterManager::FilterManager()
     decltype(m_filterDescs) filterDescs;
     decltype(m_dynamicFilters) dynamicFilters;
     const std::vector<AssetReference> items = m_filterCollection->items();
+    // Room for all in both costs less than to fill them again and again while they grow.
+    filterDescs.reserve(items.size());
+    dynamicFilters.reserve(items.size());
     for (std::size_t at = 0; at < items.size(); at += sItemsPerBatch) {
         const auto batch =
                 std::span(items).subspan(at, std::min(sItemsPerBatch, items.size() - at));
-        const CollectionBatch read(*assetDatabase(), batch);
-        for (const AssetReference &item : batch) {
+        const std::vector<std::shared_ptr<Asset>> assets = assetDatabase()->getAssets(batch);
+        const CollectionBatch read(*assetDatabase(), batch, assets);
+        for (std::size_t index = 0; index < batch.size(); ++index) {
+            const AssetReference &item = batch[index];
             if (item.isInvalid()) {
                 warning(TESK_HERE) << "invalid asset reference found in the filter collection";
                 continue;
             }
-            const std::shared_ptr<Asset> asset = item.asset();
+            const std::shared_ptr<Asset> &asset = assets[index];
             if (auto descriptor = assetCast<FilterDescAsset>(asset);
                 descriptor && isReadable(*descriptor)) {
                 for (int hits = read.toolImplementations(*descriptor); hits > 0; --hits)
                     CollectionControl::hideAsset(item);
-                filterDescs.try_emplace(AssetControl::getName(*descriptor).toLower(),
-                                        std::move(descriptor));
+                filterDescs.try_emplace(keyOf(*descriptor), std::move(descriptor));
             }
             if (auto filter = assetCast<DynamicFilterAsset>(asset)) {
-                dynamicFilters.try_emplace(AssetControl::getName(*filter).toLower(),
-                                           std::move(filter));
+                dynamicFilters.try_emplace(keyOf(*filter), std::move(filter));
             }
         }
     }
@@ -438,6 +446,10 @@ std::vector<AssetReference>
 FilterManager::createOrUpdateFilters(const std::vector<AssetReference> &assets,
                                      const QString &nameOverride)
 {
+    if (assets.empty())
+        return {};
+    // Each asset is asked for several items, step by step.
+    const AssetDatabaseService::MetaDataKeeper keeper(*assetDatabase(), assets);
     FilterBatch batch{nameOverride, {}, {}, {}};
     for (const AssetReference &reference : assets) {
         const auto asset = reference.asset();

@@ -1,5 +1,8 @@
 #include "SqliteFixture.h"
 
+#include <assets/AssetControl.h>
+#include <assets/AssetDatabaseService.h>
+
 #include <gmock/gmock.h>
 
 namespace Tesk::Assets {
@@ -95,6 +98,25 @@ TEST_F(SqliteHostileTest, namesMetadataThatCannotBeReadAndLetsThemBeSetAnew)
     EXPECT_EQ(store->setMetaData({&anew, 1}), 1);
     EXPECT_EQ(store->metaDataItems({&id, 1}, QStringLiteral("key")).front()->value, QVariant(7));
     EXPECT_TRUE(store->checkIntegrity().empty());
+}
+
+TEST_F(SqliteHostileTest, keepsMetadataThatCannotBeReadFromSpoilingOthersAtHand)
+{
+    putAsset(*open(), "b");
+    raw("UPDATE meta SET value = X'ffff'; INSERT INTO meta SELECT asset.k, key_k, 3, 0, 7, 'good' "
+        "FROM meta, asset WHERE asset.id = CAST('b' AS BLOB)");
+    const auto service = AssetDatabaseService::open(open());
+    const std::vector<AssetReference> references{service->referenceFromId("a"),
+                                                 service->referenceFromId("b")};
+    const AssetDatabaseService::MetaDataKeeper keeper(*service, references);
+
+    EXPECT_EQ(AssetControl::getAssetMetadataItem(references[1], QStringLiteral("key")),
+              QVariant(QStringLiteral("good")));
+    EXPECT_EQ(codeRaisedBy([&] {
+                  AssetControl::getAssetMetadataItem(references[0], QStringLiteral("key"));
+              }),
+              Code::Damaged);
+    service->close();
 }
 
 TEST_F(SqliteHostileTest, namesMetadataOfAnUnknownKind)

@@ -50,6 +50,7 @@ public:
     };
 
     class BatchScope;
+    class MetaDataKeeper;
 
     static unsigned long long typeId();
 
@@ -77,6 +78,11 @@ public:
     ///
     /// A live asset costs a hash look-up, any other a read of the database.
     std::shared_ptr<Asset> getAssetFromId(const QByteArray &id);
+
+    /// Returns the asset of each reference, as AssetReference::asset() does one by one.
+    ///
+    /// Asks the database once about all items of a list that nobody has looked at yet.
+    std::vector<std::shared_ptr<Asset>> getAssets(std::span<const AssetReference> references);
 
     /// Returns all assets of that class, those stored under an old name of it too, in no
     /// special order.
@@ -203,6 +209,24 @@ public:
 private:
     std::shared_ptr<DatabaseCore> m_core;
     bool m_open = true;
+};
+
+/// Keeps the metadata of some assets at hand as long as it lives, read by one call of the store.
+///
+/// Reads of single items then cost no look into the store. They see what this process writes
+/// meanwhile, but perhaps not what others store: let it live for one job.
+///
+/// Threads: any; the metadata are at hand for all of them.
+class ASSETS_EXPORT AssetDatabaseService::MetaDataKeeper
+{
+public:
+    MetaDataKeeper(AssetDatabaseService &service, std::span<const AssetReference> references);
+    ~MetaDataKeeper();
+    Q_DISABLE_COPY_MOVE(MetaDataKeeper)
+
+private:
+    std::shared_ptr<DatabaseCore> m_core;
+    std::vector<const AssetRecord *> m_records;
 };
 
 } // namespace Tesk::Assets

@@ -3,6 +3,7 @@
 #include <assets/Asset.h>
 
 #include <mutex>
+#include <optional>
 #include <unordered_set>
 
 namespace Tesk::Assets {
@@ -45,6 +46,7 @@ private:
 
     std::unique_lock<std::mutex> lockLoaded() const;
     void setItems(std::vector<AssetReference> items) const;
+    std::unordered_set<AssetReference> &itemSetLocked() const;
     bool isLoaded() const;
     std::vector<AssetReference> loadedItems() const;
     quint64 itemsVersion() const;
@@ -58,7 +60,7 @@ private:
     mutable bool m_itemsLoaded = false;
     quint64 m_itemsVersion = 0; // counts the changes
     mutable std::vector<AssetReference> m_items;
-    mutable std::unordered_set<AssetReference> m_itemSet;
+    mutable std::optional<std::unordered_set<AssetReference>> m_itemSet; // made when needed
 };
 
 } // namespace Tesk::Assets
