@@ -116,6 +116,19 @@ TEST_P(BatchScopeTest, leftWithoutCommitBringsRemovedAssetsBack)
     EXPECT_EQ(asset->text.get(), "text");
 }
 
+TEST_P(BatchScopeTest, leftWithoutCommitForgetsWhatWasDoneToARemovedAsset)
+{
+    const auto asset = insertNote("a", "stored");
+    {
+        const BatchScope scope(*service);
+        service->removeAsset(asset->ownReference());
+        asset->text.set("kept by somebody");
+    }
+
+    EXPECT_EQ(asset->ownReference().asset(), asset);
+    EXPECT_EQ(asset->text.get(), "stored");
+}
+
 TEST_P(BatchScopeTest, removesAndMakesTheSameIdInOneCommit)
 {
     insertNote("a", "before");

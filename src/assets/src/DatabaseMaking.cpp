@@ -256,15 +256,19 @@ void DatabaseCore::removeLocked(Batch &batch, AssetSlot &slot, std::shared_ptr<A
         ++m_removalsPending[&record];
     }
     batch.onRollback([this, &slot, state, removed, &record, stored = !slot.unstored] {
-        const std::lock_guard lock(m_mutex);
-        if (stored && --m_removalsPending[&record] == 0)
-            m_removalsPending.erase(&record);
-        if (!m_store)
-            return; // closed meanwhile: nothing resolves any more
-        slot.owner = removed;
-        slot.state.store(state, std::memory_order_release);
-        record.slot.store(&slot, std::memory_order_release);
-        ++m_epoch;
+        {
+            const std::lock_guard lock(m_mutex);
+            if (stored && --m_removalsPending[&record] == 0)
+                m_removalsPending.erase(&record);
+            if (!m_store)
+                return; // closed meanwhile: nothing resolves any more
+            slot.owner = removed;
+            slot.state.store(state, std::memory_order_release);
+            record.slot.store(&slot, std::memory_order_release);
+            ++m_epoch;
+        }
+        if (removed)
+            restore(*removed); // who kept it may have changed it, unseen
     });
 }
 
