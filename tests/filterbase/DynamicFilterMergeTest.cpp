@@ -211,6 +211,27 @@ TEST_F(DynamicFilterMergeTest, equalsTheNaiveMergeForLongDescriptionsThatOverlap
     expectNaive(descriptions, std::vector<UidTable>(descriptions.size()), 6);
 }
 
+// As where every implementation counts its uids from one: most uids meet in the merged list.
+TEST_F(DynamicFilterMergeTest, equalsTheNaiveMergeWhereEveryDescriptionHasTheSameUids)
+{
+    constexpr unsigned int seed = 29;
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    FilterBaseTesting::Random random(seed);
+    std::vector<Parameters> descriptions(20);
+    for (std::size_t d = 0; d < descriptions.size(); ++d) {
+        Parameters &own = descriptions[d];
+        for (int i = 0; i < 50; ++i) {
+            const std::size_t owner = random() % 3 == 0 ? 0 : d;
+            own.push_back({std::to_string(owner) + "." + std::to_string(i), 0});
+        }
+        std::shuffle(own.begin(), own.end(), random);
+        for (std::size_t i = 0; i < own.size(); ++i)
+            own[i].uid = static_cast<unsigned int>(i + 1);
+    }
+
+    expectNaive(descriptions, std::vector<UidTable>(descriptions.size()), 10);
+}
+
 TEST_F(DynamicFilterMergeTest, comesToTheSameResultWhenRepeated)
 {
     const std::vector<Parameters> descriptions = {{{"a", 1}, {"b", 2}}, {{"c", 1}, {"b", 3}}};

@@ -18,6 +18,7 @@ static constexpr std::size_t sLinearLimit = 40;
 IODescMerger::IODescMerger(std::shared_ptr<RenderableIODesc> merged)
     : m_merged(std::move(merged))
     , m_observed(m_merged->metaObject() != &RenderableIODesc::staticMetaObject)
+    , m_keepsPositions(m_observed)
     , m_sizeBefore(m_merged->parameters.values().size())
 {
     m_entries.reserve(2 * m_sizeBefore);
@@ -121,7 +122,7 @@ IODescMerger::Position IODescMerger::link(Entry entry, Position predecessor)
     if (entry.next == sNone)
         m_tail = position;
     m_entries.push_back(std::move(entry));
-    if (m_observed)
+    if (m_keepsPositions)
         m_positions.insertBehind(predecessor);
     return position;
 }
@@ -163,23 +164,28 @@ void IODescMerger::sortUids()
     const auto sameUid = [](const UidPair &a, const UidPair &b) {
         return a.mergedUid == b.mergedUid;
     };
+    const auto byPosition = [this](const UidPair &a, const UidPair &b) {
+        return m_positions.indexOf(a.entry) < m_positions.indexOf(b.entry);
+    };
     std::sort(m_uids.begin(), m_uids.end(), byUid);
-    if (std::adjacent_find(m_uids.begin(), m_uids.end(), sameUid) == m_uids.end())
-        return;
-    const std::vector<std::uint32_t> rank = ranks();
-    std::sort(m_uids.begin(), m_uids.end(), [&rank](const UidPair &a, const UidPair &b) {
-        return std::pair(a.mergedUid, rank[a.entry]) < std::pair(b.mergedUid, rank[b.entry]);
-    });
+    auto first = m_uids.begin();
+    while ((first = std::adjacent_find(first, m_uids.end(), sameUid)) != m_uids.end()) {
+        const auto last = std::upper_bound(first, m_uids.end(), *first, byUid);
+        keepPositions();
+        std::sort(first, last, byPosition);
+        first = last;
+    }
 }
 
-// The index in the merged list of each entry.
-std::vector<std::uint32_t> IODescMerger::ranks() const
+void IODescMerger::keepPositions()
 {
-    std::vector<std::uint32_t> rank(m_entries.size());
-    std::uint32_t index = 0;
+    if (std::exchange(m_keepsPositions, true))
+        return;
+    std::vector<Position> list;
+    list.reserve(m_entries.size());
     for (Position entry = m_head; entry != sNone; entry = m_entries[entry].next)
-        rank[entry] = index++;
-    return rank;
+        list.push_back(entry);
+    m_positions.assign(list);
 }
 
 } // namespace Tesk::FilterBase

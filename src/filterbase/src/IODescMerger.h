@@ -68,16 +68,17 @@ private:
     void buildTable();
     void collectUids(Position entry, unsigned int uid);
     void sortUids();
-    std::vector<std::uint32_t> ranks() const;
+    void keepPositions();
 
     const std::shared_ptr<RenderableBase::RenderableIODesc> m_merged;
     const bool m_observed;
+    bool m_keepsPositions; // once somebody asked for one
     const std::size_t m_sizeBefore;
     std::vector<Entry> m_entries;
     Position m_head = sNone;
     Position m_tail = sNone;
     std::vector<Position> m_table; // open addressing by hash; empty while a walk is cheaper
-    OrderedPositions m_positions;  // kept only when observed
+    OrderedPositions m_positions;  // of the entries in the merged list
     unsigned int m_round = 0;
     std::vector<UidPair> m_uids; // of the description being added
 };

@@ -2,14 +2,36 @@
 
 namespace Tesk::FilterBase {
 
+// From left to right: the new one takes what has a lower priority from the right edge of the tree
+// as its left subtree. What leaves the edge is complete.
+void OrderedPositions::assign(const std::vector<std::uint32_t> &sequence)
+{
+    m_nodes.assign(sequence.size(), Node());
+    std::vector<std::uint32_t> edge;
+    for (const std::uint32_t number : sequence) {
+        Node &node = m_nodes[number];
+        node.priority = nextPriority();
+        for (; !edge.empty() && m_nodes[edge.back()].priority < node.priority; edge.pop_back()) {
+            node.left = edge.back();
+            updateSize(edge.back());
+        }
+        if (node.left != sFront)
+            m_nodes[node.left].parent = number;
+        if (!edge.empty()) {
+            m_nodes[edge.back()].right = number;
+            node.parent = edge.back();
+        }
+        edge.push_back(number);
+    }
+    m_root = edge.empty() ? sFront : edge.front();
+    for (; !edge.empty(); edge.pop_back())
+        updateSize(edge.back());
+}
+
 void OrderedPositions::insertBehind(std::uint32_t predecessor)
 {
-    m_random ^= m_random << 13;
-    m_random ^= m_random >> 17;
-    m_random ^= m_random << 5;
-
     const auto node = static_cast<std::uint32_t>(m_nodes.size());
-    m_nodes.emplace_back().priority = m_random;
+    m_nodes.emplace_back().priority = nextPriority();
     if (m_root == sFront) {
         m_root = node;
         return;
@@ -31,6 +53,19 @@ std::size_t OrderedPositions::indexOf(std::uint32_t number) const
             index += sizeOf(parent.left) + 1;
     }
     return index;
+}
+
+std::uint32_t OrderedPositions::nextPriority()
+{
+    m_random ^= m_random << 13;
+    m_random ^= m_random >> 17;
+    m_random ^= m_random << 5;
+    return m_random;
+}
+
+void OrderedPositions::updateSize(std::uint32_t node)
+{
+    m_nodes[node].size = sizeOf(m_nodes[node].left) + sizeOf(m_nodes[node].right) + 1;
 }
 
 // Makes the node a leaf between the predecessor and what stood behind it.
@@ -67,7 +102,7 @@ void OrderedPositions::rotateUp(std::uint32_t node)
         (m_nodes[above].left == parent ? m_nodes[above].left : m_nodes[above].right) = node;
 
     m_nodes[node].size = m_nodes[parent].size;
-    m_nodes[parent].size = sizeOf(m_nodes[parent].left) + sizeOf(m_nodes[parent].right) + 1;
+    updateSize(parent);
 }
 
 } // namespace Tesk::FilterBase

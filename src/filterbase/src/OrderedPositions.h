@@ -8,12 +8,15 @@ namespace Tesk::FilterBase {
 
 /// A growing sequence of numbers 0, 1, 2, ... that knows at which index each of them stands.
 ///
-/// Each number is inserted once, in ascending order, anywhere. Both operations cost the
+/// Each number is inserted once, in ascending order, anywhere. Inserting and asking cost the
 /// logarithm of the size.
 class OrderedPositions
 {
 public:
     static constexpr std::uint32_t sFront = UINT32_MAX;
+
+    /// Takes over a sequence of the numbers up to its size; costs the size.
+    void assign(const std::vector<std::uint32_t> &sequence);
 
     /// Inserts the next number right behind \a predecessor, or before all others.
     void insertBehind(std::uint32_t predecessor);
@@ -35,6 +38,8 @@ private:
     {
         return node == sFront ? 0 : m_nodes[node].size;
     }
+    std::uint32_t nextPriority();
+    void updateSize(std::uint32_t node);
     void hang(std::uint32_t node, std::uint32_t predecessor);
     void rotateUp(std::uint32_t node);
 
