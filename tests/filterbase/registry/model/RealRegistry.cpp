@@ -1,6 +1,7 @@
 #include "RealRegistry.h"
 
 #include "../FaultyFilter.h"
+#include "RefusingStore.h"
 
 #include <filterbase/DynamicFilterAsset.h>
 #include <filterbase/FilterDescAsset.h>
@@ -12,6 +13,7 @@
 #include <assets/CollectionControl.h>
 #include <assets/MetaDataControl.h>
 #include <assets/SqliteStore.h>
+#include <assets/StoreError.h>
 #include <support/DeferredDeletes.h>
 #include <vantbase/DefaultAsyncRecovery.h>
 #include <vantbase/Exception.h>
@@ -23,6 +25,7 @@
 #include <exception>
 #include <thread>
 #include <typeinfo>
+#include <utility>
 
 namespace FilterBaseTesting {
 
@@ -45,7 +48,6 @@ static std::string shown(const AssetReference &reference)
 }
 
 RealRegistry::RealRegistry(Storage storage)
-    : m_storage(storage)
 {
     FilterBase::Serialization::prepareSerialization();
     registerFakeAssets();
@@ -73,7 +75,8 @@ void RealRegistry::open()
         store = std::make_unique<Assets::SqliteStore>(m_folder->filePath("assets.db"));
     else
         store = m_memory.openAnother();
-    m_database = AssetDatabaseService::open(std::move(store));
+    m_database = AssetDatabaseService::open(
+            std::make_unique<RefusingStore>(std::move(store), m_refusal));
     ServiceLocator::instance().registerService(AssetDatabaseService::typeId(), m_database);
 }
 
@@ -82,6 +85,8 @@ void RealRegistry::close()
     m_managers = {};
     ServiceLocator::instance().unregisterService(AssetDatabaseService::typeId());
     m_database->close();
+    m_scope.reset(); // if one is open, closing has rolled it back
+    m_inScope.clear();
     m_database.reset();
     TestSupport::drainDeferredDeletes();
 }
@@ -98,12 +103,17 @@ Outcome RealRegistry::run(const Step &step)
                 throw InjectedFault(faulty.id().toStdString() + " does not answer");
         };
     }
+    *m_refusal = step.refusal;
     Outcome outcome;
     try {
         for (const AssetReference &result : step.onWorker ? applyOnWorker(step) : apply(step))
             outcome.results.push_back(shown(result));
     } catch (const Exception::InvalidArgumentException &error) {
         outcome.exception = std::string("InvalidArgumentException: ") + error.what();
+    } catch (const Exception::RuntimeErrorException &error) {
+        outcome.exception = std::string("RuntimeErrorException: ") + error.what();
+    } catch (const Assets::StoreError &error) {
+        outcome.exception = std::string("StoreError: ") + error.what();
     } catch (const InjectedFault &error) {
         outcome.exception = std::string("InjectedFault: ") + error.what();
     } catch (const std::exception &error) {
@@ -112,6 +122,7 @@ Outcome RealRegistry::run(const Step &step)
     FaultyFilter::sBeforeAnswer = nullptr;
     if (step.onWorker)
         QCoreApplication::processEvents();
+    m_refusal->reset();
     outcome.records = records();
     for (const HideRecorder::Hide &hide : m_hides.take()) {
         const bool isOnMainThread = hide.thread == std::this_thread::get_id();
@@ -141,6 +152,10 @@ std::vector<AssetReference> RealRegistry::apply(const Step &step)
 {
     using Kind = Step::Kind;
     const AssetReference subject = reference(step.id);
+    const bool fillsTables = step.kind == Kind::Import || step.kind == Kind::Register
+                             || step.kind == Kind::Declare || step.kind == Kind::NewManager;
+    if (m_scope && fillsTables)
+        m_inScope.insert(step.manager);
     switch (step.kind) {
     case Kind::AddFilter:
     case Kind::AddImplementation:
@@ -150,6 +165,7 @@ std::vector<AssetReference> RealRegistry::apply(const Step &step)
         add(step);
         break;
     case Kind::Remove:
+        subject.asset()->nextVersion.get(); // what was never read cannot be read any more
         m_database->removeAsset(subject);
         break;
     case Kind::Link:
@@ -187,14 +203,24 @@ std::vector<AssetReference> RealRegistry::apply(const Step &step)
     case Kind::Uncollect:
         manager(step.manager).unregisterFilter(subject);
         break;
-    case Kind::NewManager: {
-        auto &place = m_managers.at(static_cast<std::size_t>(step.manager));
-        place.reset();
-        place = std::make_unique<FilterManager>();
+    case Kind::NewManager:
+        renewManager(step.manager);
         break;
-    }
     case Kind::Restart:
         restart(step);
+        break;
+    case Kind::BeginScope:
+        m_scope = std::make_unique<AssetDatabaseService::BatchScope>(*m_database);
+        break;
+    case Kind::SpoilScope: {
+        const AssetDatabaseService::BatchScope left(*m_database);
+        break;
+    }
+    case Kind::CommitScope:
+        commitScope();
+        break;
+    case Kind::LeaveScope:
+        leaveScope();
         break;
     }
     return {};
@@ -248,6 +274,32 @@ void RealRegistry::restart(const Step &step)
     close();
     open();
     m_managers[0] = std::make_unique<FilterManager>();
+}
+
+void RealRegistry::commitScope()
+{
+    try {
+        m_scope->commit();
+    } catch (...) {
+        leaveScope();
+        throw;
+    }
+    m_scope.reset();
+    m_inScope.clear();
+}
+
+void RealRegistry::leaveScope()
+{
+    m_scope.reset();
+    for (const int which : std::exchange(m_inScope, {}))
+        renewManager(which);
+}
+
+void RealRegistry::renewManager(int which)
+{
+    auto &place = m_managers.at(static_cast<std::size_t>(which));
+    place.reset();
+    place = std::make_unique<FilterManager>();
 }
 
 AssetReference RealRegistry::reference(const QByteArray &id) const

@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -51,16 +52,21 @@ private:
     std::vector<AssetReference> applyOnWorker(const Step &step);
     void add(const Step &step);
     void restart(const Step &step);
+    void commitScope();
+    void leaveScope();
+    void renewManager(int which);
     AssetReference reference(const QByteArray &id) const;
     std::vector<AssetReference> references(const std::vector<QByteArray> &ids) const;
     Tesk::FilterBase::FilterManager &manager(int which) const;
     std::vector<std::string> records() const;
     bool isSame(const std::string &expected, const std::string &actual);
 
-    const Storage m_storage;
     Tesk::Assets::MemoryStore m_memory;
     std::optional<QTemporaryDir> m_folder;
     std::shared_ptr<Tesk::Assets::AssetDatabaseService> m_database;
+    std::unique_ptr<Tesk::Assets::AssetDatabaseService::BatchScope> m_scope;
+    std::set<int> m_inScope; ///< the managers that took part
+    std::shared_ptr<std::optional<Refusal>> m_refusal = std::make_shared<std::optional<Refusal>>();
     std::array<std::unique_ptr<Tesk::FilterBase::FilterManager>, 2> m_managers;
     std::map<std::string, std::string> m_actualIds; ///< by the model's
     std::map<std::string, std::string> m_expectedIds;

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,9 @@ struct ModelAsset
     bool isDescribed = false;
 };
 
+/// Returns "[id]", or "null" for an empty id.
+std::string shown(const QByteArray &id);
+
 /// The rules of the filter registry over plain containers: slow, simple, and without a database.
 ///
 /// An id of an asset that the database would give a random one is a number in braces, of the
@@ -59,6 +63,10 @@ public:
     const std::map<QByteArray, AssetPtr> &assets() const { return m_assets; }
     const std::vector<QByteArray> &items() const { return m_items; }
     AssetPtr resolve(const QByteArray &id) const;
+    bool isInScope() const { return m_scope.has_value(); }
+
+    /// The ids of what the open scope is to store.
+    const std::set<QByteArray> &writtenInScope() const { return m_scope->written; }
     bool hasManager(int manager) const { return m_managers.at(manager).has_value(); }
 
     /// Whether a link to \a newer would close a circle of links that are all stored.
@@ -79,17 +87,44 @@ private:
         AssetPtr older;
         AssetPtr newer;
     };
+    struct Scope
+    {
+        std::map<QByteArray, AssetPtr> assets;
+        std::map<AssetPtr, ModelAsset> states;
+        std::map<QByteArray, QByteArray> formerIds;
+        std::vector<QByteArray> items;
+        std::set<QByteArray> written;
+        std::set<int> managers; ///< those that took part
+        bool isSpoilt = false;
+    };
 
     // the host
     void apply(const Step &step);
-    AssetPtr insert(ModelAsset::Kind kind, const QByteArray &id, const QString &name);
+    AssetPtr insert(ModelAsset::Kind kind, const QByteArray &id, const QString &name,
+                    bool isInternal = false);
     AssetPtr makeInternalDynamicFilter();
-    void makePersistent(const AssetPtr &asset);
+    void makePersistent(const AssetPtr &asset, const QByteArray &id);
+    void remove(const QByteArray &id);
+    void rename(ModelAsset &asset, const QString &name);
+    void setNext(ModelAsset &asset, const QByteArray &next);
+    void setList(ModelAsset &descriptor, const std::vector<QByteArray> &list);
+    void collect(const QByteArray &item);
+    void uncollect(const QByteArray &item);
     void restart(const Step &step);
+
+    /// To be called before a change of an asset: stores nothing, or raises.
+    void write(const ModelAsset &asset);
+    void writeId(const QByteArray &id);
+    bool refuses(const QByteArray &id) const;
+    void openScope();
+    void commitScope();
+    void abandonScope();
+    void renewManagers(const std::set<int> &managers);
     std::string describe(const QByteArray &reference) const;
     bool isNewVersion(const AssetPtr &asset, const QByteArray &candidate) const;
     void ask(const AssetPtr &asset, Operation operation);
     void hide(const QByteArray &reference, bool isPosted = false);
+    void setHidden(const QByteArray &reference);
     void log(const std::string &function, const std::string &text, int service = 2, int level = 1);
 
     // the registry
@@ -122,8 +157,10 @@ private:
     bool m_isOnWorker = false;
     int m_internalCount = 0;
     std::optional<Fault> m_fault;
+    std::optional<Refusal> m_refusal;
+    std::optional<Scope> m_scope;
     Outcome m_outcome;
-    std::vector<std::string> m_postedHides;
+    std::vector<QByteArray> m_postedHides;
 };
 
 } // namespace FilterBaseTesting

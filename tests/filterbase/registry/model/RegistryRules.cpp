@@ -127,12 +127,14 @@ QByteArray RegistryModel::registerFilterDesc(const QString &name, const QByteArr
             if (const AssetPtr listed = resolve(entry)) {
                 if (listed->next != implementation->id)
                     ask(listed, Operation::Changing);
-                listed->next = implementation->id;
+                setNext(*listed, implementation->id);
             }
         }
-        descriptor.list.clear();
+        setList(descriptor, {});
     }
-    descriptor.list.push_back(implementation->id);
+    std::vector<QByteArray> longer = descriptor.list;
+    longer.push_back(implementation->id);
+    setList(descriptor, longer);
     return descriptor.id;
 }
 
@@ -152,7 +154,7 @@ void RegistryModel::purge(ModelAsset &descriptor, const QString &name,
             kept.insert(kept.begin(), *entry);
         }
     }
-    descriptor.list = kept;
+    setList(descriptor, kept);
 }
 
 // A chain that comes back ends at the last asset that was not met before.
@@ -205,9 +207,13 @@ QByteArray RegistryModel::registerDynamicFilter(const QString &name, const QByte
 {
     const QString key = name.toLower();
     const auto known = manager().dynamicFilters.find(key);
-    const AssetPtr filter =
-            known == manager().dynamicFilters.end() ? makeInternalDynamicFilter() : known->second;
-    manager().dynamicFilters.try_emplace(key, filter);
+    // What is listed may have been removed, and something else made under its id.
+    const bool isListed = known != manager().dynamicFilters.end();
+    AssetPtr filter = isListed ? resolve(known->second->id) : makeInternalDynamicFilter();
+    if (filter && filter->kind != Kind::Dynamic)
+        filter = nullptr;
+    if (!isListed)
+        manager().dynamicFilters.emplace(key, filter);
     const auto descriptor = manager().descriptors.find(key);
     if (descriptor != manager().descriptors.end())
         hide(descriptor->second->id, m_isOnWorker);
@@ -219,8 +225,12 @@ QByteArray RegistryModel::registerDynamicFilter(const QString &name, const QByte
         return {};
     }
     const AssetPtr newest = newestVersion(asset, "registerDynamicFilterImpl");
-    filter->name = name;
-    filter->recordedName = name;
+    if (!filter) {
+        log(sManager + "registerDynamicFilterImpl",
+            "The asset database gave no DynamicFilterAsset for the filter " + name.toStdString());
+        return {};
+    }
+    rename(*filter, name);
     registerImplementation(*filter, *newest);
     return filter->id;
 }
@@ -349,7 +359,7 @@ RegistryModel::createOrUpdateFilters(const std::vector<QByteArray> &references,
 
     for (const VersionPair &pair : pairs) {
         if (!pair.older->isInternal && !pair.newer->isInternal)
-            pair.older->next = pair.newer->id;
+            setNext(*pair.older, pair.newer->id);
     }
     return result;
 }
@@ -376,13 +386,8 @@ void RegistryModel::settle(std::vector<QByteArray> &result, const QString &nameO
             continue;
         }
         describeFilter(*filter);
-        m_assets.erase(filter->id);
-        m_formerIds[filter->id] = id;
-        filter->id = id;
-        filter->isInternal = false;
-        m_assets[id] = filter;
-        filter->name = name;
-        filter->recordedName = name;
+        makePersistent(filter, id);
+        rename(*filter, name);
         addOnce(settled, id);
     }
     result = settled;

@@ -15,7 +15,9 @@ static const char *nameOf(Step::Kind kind)
                                        "Register",      "Declare",
                                        "MakeDesc",      "FindDynamic",
                                        "Collect",       "Uncollect",
-                                       "NewManager",    "Restart"};
+                                       "NewManager",    "Restart",
+                                       "BeginScope",    "SpoilScope",
+                                       "CommitScope",   "LeaveScope"};
     return sNames.at(static_cast<std::size_t>(kind));
 }
 
@@ -46,6 +48,11 @@ std::string Step::describe() const
     if (fault) {
         line += std::string(" ") + nameOf(fault->operation) + " of " + fault->id.toStdString()
                 + " throws at call " + std::to_string(fault->call);
+    }
+    if (refusal) {
+        line += " the store refuses "
+                + (refusal->id.isEmpty() ? "everything" : refusal->id.toStdString());
+        line += refusal->atCommit ? " at its commit" : "";
     }
     if (isInternal)
         line += " internal";

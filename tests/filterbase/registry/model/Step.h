@@ -19,6 +19,13 @@ struct Fault
     int call = 1;
 };
 
+/// The first write of the asset that reaches the store in a step is refused.
+struct Refusal
+{
+    QByteArray id = {};    ///< empty: of any asset
+    bool atCommit = false; ///< not when it is written, but when its transaction is to be stored
+};
+
 /// One thing that happens to a catalogue; an empty id is a null reference.
 struct Step
 {
@@ -46,6 +53,11 @@ struct Step
         // managers
         NewManager, ///< makes the manager anew
         Restart,    ///< ids: what is removed before; closes the database, opens it again
+        // batch scopes; who took part in one that was not stored is made anew with it
+        BeginScope,
+        SpoilScope, ///< opens one inside, and leaves it without commit
+        CommitScope,
+        LeaveScope, ///< without commit
     };
 
     Kind kind = Kind::Restart;
@@ -59,6 +71,7 @@ struct Step
     QString key = {};
     QString text = {};
     std::optional<Fault> fault = {};
+    std::optional<Refusal> refusal = {};
 
     std::string describe() const;
 };

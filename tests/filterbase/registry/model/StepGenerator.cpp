@@ -139,11 +139,20 @@ Step StepGenerator::next()
                          || step.kind == Kind::Uncollect;
     if (isAsked && m_model.hasManager(1) && chance(40))
         step.manager = 1;
-    if (isWork)
+    // Another thread would not see what this one's scope has yet to store.
+    if (isWork && !m_model.isInScope())
         step.onWorker = chance(8);
     if ((isWork || step.kind == Kind::FindDynamic) && chance(12))
         aim(step);
+    else if ((isAsked || step.kind == Kind::CommitScope || step.kind == Kind::NewManager)
+             && chance(10))
+        refuse(step);
     return step;
+}
+
+Step StepGenerator::last()
+{
+    return {.kind = chance(50) ? Kind::CommitScope : Kind::LeaveScope};
 }
 
 Step StepGenerator::make()
@@ -152,6 +161,11 @@ Step StepGenerator::make()
         return {.kind = Kind::Restart};
     if (m_stepCount <= sFirstSteps)
         return add();
+
+    if (m_model.isInScope() && chance(20))
+        return endScope();
+    if (!m_model.isInScope() && chance(5))
+        return {.kind = Kind::BeginScope};
 
     const unsigned int draw = below(100);
     if (draw < 12)
@@ -193,20 +207,20 @@ Step StepGenerator::make()
         return restart();
     if (draw < 94)
         return {.kind = Kind::NewManager, .manager = chance(60) ? 1 : 0};
+    if (draw < 97)
+        return remove();
 
     const QByteArray id = anyId(isConcrete);
     if (id.isEmpty())
         return add();
-    switch (below(5)) {
+    switch (below(4)) {
     case 0:
-        return {.kind = Kind::Remove, .id = id};
-    case 1:
         return {.kind = chance(50) ? Kind::Rename : Kind::RecordName, .id = id, .name = anyName()};
-    case 2: {
+    case 1: {
         const QByteArray hidden = anyId([](const ModelAsset &asset) { return asset.isHidden; });
         return hidden.isEmpty() ? import() : Step{.kind = Kind::Show, .id = hidden};
     }
-    case 3:
+    case 2:
         return {.kind = Kind::SetItem,
                 .id = id,
                 .key = filterTypeUserDataKey,
@@ -347,6 +361,41 @@ Step StepGenerator::restart()
         }));
     }
     return step;
+}
+
+// Also what a manager has in its tables.
+Step StepGenerator::remove()
+{
+    const QByteArray held = chance(50) ? anyId([](const ModelAsset &asset) {
+        return asset.kind == AssetKind::Descriptor || asset.kind == AssetKind::Dynamic;
+    })
+                                       : QByteArray();
+    const QByteArray id = held.isEmpty() ? anyId(isConcrete) : held;
+    return id.isEmpty() ? add() : Step{.kind = Kind::Remove, .id = id};
+}
+
+Step StepGenerator::endScope()
+{
+    if (chance(5))
+        return {.kind = Kind::SpoilScope};
+    return last();
+}
+
+// Which ids an open scope is to store is known; else any may be written by the step.
+void StepGenerator::refuse(Step &step)
+{
+    Refusal refusal{.atCommit = chance(50)};
+    if (step.kind == Kind::CommitScope) {
+        const std::set<QByteArray> &written = m_model.writtenInScope();
+        if (written.empty())
+            return;
+        if (chance(50))
+            refusal.id =
+                    *std::next(written.begin(), below(static_cast<unsigned int>(written.size())));
+    } else if (chance(50)) {
+        refusal.id = anyId(isAny);
+    }
+    step.refusal = refusal;
 }
 
 // The database asks for categories of its own where it writes; there the first call alone is sure.

@@ -22,6 +22,9 @@ public:
 
     Step next();
 
+    /// Ends the batch scope that is open.
+    Step last();
+
     /// The same name in some letter case.
     QString inAnyCase(const QString &name);
     const std::vector<QString> &names() const { return m_names; }
@@ -46,7 +49,10 @@ private:
     Step import();
     std::vector<QByteArray> batch();
     Step restart();
+    Step remove();
+    Step endScope();
     void aim(Step &step);
+    void refuse(Step &step);
 
     Random m_random;
     const RegistryModel &m_model;
