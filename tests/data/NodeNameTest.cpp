@@ -37,6 +37,21 @@ TEST(NodeNameTest, transcodesUtf16OfEverySequenceLength)
     EXPECT_EQ(name.utf8(), "a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
 }
 
+TEST(NodeNameTest, transcodesAsQtDoesWhateverTheLengthAndWhereverTextIsNotAscii)
+{
+    for (int size = 0; size <= 40; ++size) {
+        QString text;
+        for (int i = 0; i < size; ++i)
+            text.append(QChar(i % 2 == 0 ? 0x7f - i : 0x21 + i));
+        EXPECT_EQ(NodeName(text).utf8(), text.toStdString());
+        for (int at = 0; at < size; ++at) {
+            QString mixed = text;
+            mixed[at] = QChar(at % 3 == 0 ? 0x80 : at % 3 == 1 ? 0x100 : 0x8041);
+            EXPECT_EQ(NodeName(mixed).utf8(), mixed.toStdString()) << size << ' ' << at;
+        }
+    }
+}
+
 TEST(NodeNameTest, takesNamesOnBothSidesOfItsInlineSize)
 {
     const QString fits(64, QLatin1Char('n'));
