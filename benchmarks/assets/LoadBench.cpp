@@ -95,8 +95,8 @@ std::vector<AssetReference> loadThroughCollection(AssetDatabaseService &service)
     for (std::size_t at = 0; at < items.size(); at += sBatch) {
         const auto batch = std::span(items).subspan(at, std::min(sBatch, items.size() - at));
         service.prefetch(batch);
-        for (const AssetReference &item : batch)
-            item.asset()->load();
+        for (const std::shared_ptr<Asset> &asset : service.getAssets(batch))
+            asset->load();
     }
     return items;
 }
