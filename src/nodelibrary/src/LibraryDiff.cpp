@@ -5,6 +5,8 @@
 
 #include "LibraryUnion.h"
 
+#include <vantbase/ParallelLoop.h>
+
 #include <QHash>
 #include <QSet>
 
@@ -37,6 +39,7 @@ public:
     {
         const std::vector<PlannedFilter> planned =
                 FilterPlan::plan(m_union.planItems(), m_facts.isDynamic);
+        takeDigests(planned);
         for (std::size_t i = 0; i < m_held.size(); ++i)
             m_heldByKey[m_held[i].filterName.toLower()].push_back(i);
         for (const PlannedFilter &filter : planned)
@@ -80,13 +83,32 @@ private:
         return heads;
     }
 
-    static std::map<QString, QString> plannedHeads(const PlannedFilter &filter)
+    // On several threads: a digest takes longer than all the rest of the comparison.
+    void takeDigests(const std::vector<PlannedFilter> &planned)
+    {
+        static constexpr std::size_t sFewestForAThread = 50;
+        std::vector<const PlannedImplementation *> all;
+        for (const PlannedFilter &filter : planned) {
+            for (const PlannedImplementation &each : filter.implementations)
+                all.push_back(&each);
+        }
+        m_digests.resize(m_union.entries().size());
+        VantBase::parallelLoop(all.size(), sFewestForAThread, [&](std::size_t i) {
+            m_digests[all[i]->index] = ImplementationId::digestOf(*all[i]->nodeDef, all[i]->text);
+        });
+    }
+
+    const QString &digestOf(const PlannedImplementation &planned) const
+    {
+        return m_digests[planned.index];
+    }
+
+    std::map<QString, QString> plannedHeads(const PlannedFilter &filter) const
     {
         std::map<QString, QString> heads;
         for (const PlannedImplementation &each : filter.implementations) {
             if (each.place.isHead())
-                heads.emplace(each.nodeDef->name,
-                              ImplementationId::digestOf(*each.nodeDef, each.text));
+                heads.emplace(each.nodeDef->name, digestOf(each));
         }
         return heads;
     }
@@ -132,13 +154,12 @@ private:
             change.state = FilterChange::State::Updated;
     }
 
-    static bool isSame(const PlannedImplementation &planned, const HeldImplementation &held)
+    bool isSame(const PlannedImplementation &planned, const HeldImplementation &held) const
     {
         if (planned.place.isHead() != held.isHead)
             return false;
         const QString next = planned.place.next != nullptr ? planned.place.next->name : QString();
-        return next == held.nextNodeDef
-               && ImplementationId::digestOf(*planned.nodeDef, planned.text) == held.digest;
+        return next == held.nextNodeDef && digestOf(planned) == held.digest;
     }
 
     void keep(const PlannedImplementation &planned, std::size_t held)
@@ -164,9 +185,7 @@ private:
         asset.isDynamic = filter.isDynamic;
         const QString &name = entry.nodeDef.name;
         const int latest = m_facts.latestGeneration ? m_facts.latestGeneration(name) : 0;
-        asset.id = ImplementationId{name, ImplementationId::digestOf(entry.nodeDef, planned.text),
-                                    latest + 1}
-                           .toBytes();
+        asset.id = ImplementationId{name, digestOf(planned), latest + 1}.toBytes();
 
         const std::size_t index = m_plan.created.size();
         m_placeOf.insert(name, {.created = index, .held = {}});
@@ -252,6 +271,7 @@ private:
     const std::vector<HeldImplementation> &m_held;
     const CatalogueFacts &m_facts;
     LibraryUnion m_union;
+    std::vector<QString> m_digests; // by the place in the union
     std::map<QString, Indices> m_heldByKey;
     QHash<QString, NextVersion> m_placeOf; // where each nodedef stands after the import
     std::vector<std::pair<std::size_t, QString>> m_nextOf; // new asset, nodedef of its next version
