@@ -14,6 +14,10 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+
+using namespace Qt::StringLiterals;
+
 namespace Tesk::NodeLibrary {
 
 namespace {
@@ -64,6 +68,48 @@ TEST_F(NodeDefAssetTest, answersItsTextThroughTheInterface)
     const auto *filter = dynamic_cast<const FilterBase::StaticFilter *>(asset.get());
     ASSERT_NE(filter, nullptr);
     EXPECT_EQ(filter->variationType(), QStringLiteral("default_float"));
+}
+
+TEST_F(NodeDefAssetTest, readsANumberInEveryFormThatQtKnows)
+{
+    const QStringList texts{u"0.1"_s,
+                            u"-0"_s,
+                            u"1."_s,
+                            u".5"_s,
+                            u"-.5"_s,
+                            u"007"_s,
+                            u"1e5"_s,
+                            u"+1"_s,
+                            u"inf"_s,
+                            u"-inf"_s,
+                            u"nan"_s,
+                            u"1e999"_s,
+                            u"-"_s,
+                            u"."_s,
+                            u""_s,
+                            u"1-2"_s,
+                            u"1..2"_s,
+                            u"1 2"_s,
+                            u"--1"_s,
+                            u"0x1"_s,
+                            u"1f"_s,
+                            u"\u0661"_s,
+                            u"3."_s + QString(40, u'3'),
+                            QString(400, u'9')};
+    for (const QString &text : texts) {
+        bool isNumber = false;
+        const double expected = text.toDouble(&isNumber);
+
+        const QVariant found = defaultOf("float", text.toUtf8());
+
+        if (!isNumber) {
+            EXPECT_EQ(found, QVariant(text)) << text.toStdString();
+            continue;
+        }
+        ASSERT_EQ(found.metaType(), QMetaType::fromType<double>()) << text.toStdString();
+        EXPECT_EQ(std::bit_cast<quint64>(found.toDouble()), std::bit_cast<quint64>(expected))
+                << text.toStdString();
+    }
 }
 
 TEST_F(NodeDefAssetTest, tellsItsOutputsAndGroupAsUserData)
