@@ -222,15 +222,23 @@ qsizetype SqliteStore::appendToCollection(const QByteArray &collection,
         qsizetype count = 0;
         for (const QByteArray &id : ids) {
             requireId(place, id);
-            // The unique indexes refuse a second entry of an id.
+            SqliteQuery item(connection, "SELECT k, class_k, name, flags FROM asset WHERE id = ?1");
+            const bool exists = item.bindBytes(id).next();
+            const QByteArray name = exists ? item.bytes(2) : QByteArray("");
+            // The unique indexes refuse a second entry of an id. Of values, not of a SELECT, before
+            // which SQLite would put aside a copy of every page that it writes to.
             SqliteQuery insert(connection,
                                "INSERT INTO collection_item (collection_k, position, item_k, "
                                "item_id, class_k, name, flags) "
-                               "SELECT ?1, ?2, asset.k, ?3, COALESCE(asset.class_k, 0), "
-                               "COALESCE(asset.name, ''), COALESCE(asset.flags, 0) "
-                               "FROM (SELECT 1) LEFT JOIN asset ON asset.id = ?3 "
-                               "WHERE true ON CONFLICT DO NOTHING");
-            if (insert.bind(key).bind(position + 1).bindBytes(id).run() == 0)
+                               "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) ON CONFLICT DO NOTHING");
+            insert.bind(key)
+                    .bind(position + 1)
+                    .bind(exists ? std::optional(item.integer(0)) : std::nullopt)
+                    .bindBytes(id)
+                    .bind(exists ? item.integer(1) : 0)
+                    .bindUtf8(name)
+                    .bind(exists ? item.integer(3) : 0);
+            if (insert.run() == 0)
                 continue;
             ++position;
             ++count;
