@@ -1,5 +1,6 @@
 #include "SqliteCore.h"
 
+#include "SqliteMetaRows.h"
 #include "SqliteSchema.h"
 #include "StoreChecks.h"
 
@@ -155,6 +156,7 @@ void SqliteCore::prepareForWriting()
         state = SqliteSchema::inspect(*connection);
     }
     sqlite3_db_config(connection->handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    incomingMetaRows = std::make_unique<SqliteMetaRows>(*connection);
     if (state.version == SqliteStore::sSchemaVersion)
         return;
 

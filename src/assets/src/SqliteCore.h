@@ -12,6 +12,8 @@
 
 namespace Tesk::Assets {
 
+class SqliteMetaRows;
+
 /// The open file behind a SqliteStore: its transactions, and what all operations share.
 ///
 /// Threads: read() and change() take the mutex; what they call expects it.
@@ -60,7 +62,8 @@ public:
     bool isReadOnly = false; // fixed after construction
 
     // guarded by mutex
-    std::unique_ptr<SqliteConnection> connection;
+    std::unique_ptr<SqliteMetaRows> incomingMetaRows; ///< null where only reading is possible
+    std::unique_ptr<SqliteConnection> connection;     ///< ends before what it reads from
     bool isInTransaction = false;
     qint64 seenGeneration = 0;
 

@@ -2,6 +2,7 @@
 
 #include "SqliteCore.h"
 #include "SqliteIdStatement.h"
+#include "SqliteMetaRows.h"
 #include "SqliteRows.h"
 #include "SqliteValue.h"
 #include "StoreChecks.h"
@@ -76,6 +77,9 @@ public:
 
     qint64 write(const AssetWrite &write);
 
+    /// Writes what was gathered.
+    void finish() { m_core.incomingMetaRows->store(); }
+
 private:
     struct Existing
     {
@@ -86,8 +90,9 @@ private:
     };
 
     std::optional<Existing> find(const QByteArray &id);
-    qint64 insert(const AssetRow &row);
+    std::optional<qint64> insert(const AssetRow &row);
     void update(const Existing &existing, const AssetRow &row);
+    void writeParts(qint64 key, bool isNew, const AssetWrite &write);
     void writeBody(qint64 key, const BodyRow &body);
     void writeMetaData(qint64 key, bool isNew, const std::vector<MetaRow> &rows);
     void writeNextVersion(qint64 key, bool isNew, const QByteArray &id,
@@ -108,7 +113,9 @@ AssetWriter::AssetWriter(SqliteCore &core, const Place &place)
     , m_now(QDateTime::currentMSecsSinceEpoch())
     , m_hasDanglingItems(hasRow("SELECT 1 FROM collection_item WHERE item_k IS NULL LIMIT 1"))
     , m_hasRemoved(hasRow("SELECT 1 FROM removed LIMIT 1"))
-{}
+{
+    core.incomingMetaRows->clear(); // of a write that failed
+}
 
 bool AssetWriter::hasRow(const char *sql)
 {
@@ -128,33 +135,46 @@ qint64 AssetWriter::write(const AssetWrite &write)
 {
     requireWrite(m_place, write);
     const QByteArray &id = write.row.id;
-    const std::optional<Existing> existing = find(id);
-    requireRevision(m_place, id, write.expectedRevision, existing ? existing->revision : 0);
-    if (existing)
-        update(*existing, write.row);
-    const qint64 key = existing ? existing->key : insert(write.row);
-    if (write.body)
-        writeBody(key, *write.body);
-    if (write.nextVersion)
-        writeNextVersion(key, !existing, id, *write.nextVersion);
-    if (write.dependencies)
-        writeDependencies(key, !existing, *write.dependencies);
-    if (write.metaData)
-        writeMetaData(key, !existing, *write.metaData);
+    std::optional<Existing> existing;
+    std::optional<qint64> key;
+    if (write.expectedRevision == 0)
+        key = insert(write.row); // without looking first: the id is hardly ever taken
+    if (!key) {
+        existing = find(id);
+        requireRevision(m_place, id, write.expectedRevision, existing ? existing->revision : 0);
+        if (existing)
+            update(*existing, write.row);
+        key = existing ? existing->key : insert(write.row);
+    }
+    writeParts(key.value(), !existing, write);
     return m_core.writingGeneration();
 }
 
-qint64 AssetWriter::insert(const AssetRow &row)
+void AssetWriter::writeParts(qint64 key, bool isNew, const AssetWrite &write)
+{
+    if (write.body)
+        writeBody(key, *write.body);
+    if (write.nextVersion)
+        writeNextVersion(key, isNew, write.row.id, *write.nextVersion);
+    if (write.dependencies)
+        writeDependencies(key, isNew, *write.dependencies);
+    if (write.metaData)
+        writeMetaData(key, isNew, *write.metaData);
+}
+
+/// Returns nothing where the id is taken.
+std::optional<qint64> AssetWriter::insert(const AssetRow &row)
 {
     SqliteConnection &connection = *m_core.connection;
     const qint64 generation = m_core.writingGeneration();
     const qint64 classKey = m_core.requireTerm(row.className);
     const QByteArray name = row.name.toUtf8();
     const QByteArray nameKey = row.name.toLower().toUtf8();
-    SqliteQuery(connection, "INSERT INTO asset (id, class_k, class_version, name, name_key, "
-                            "category_k, flags, revision, changed, created, modified) "
-                            "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?8, ?9, ?9)")
-            .bindBytes(row.id)
+    SqliteQuery query(connection, "INSERT INTO asset (id, class_k, class_version, name, name_key, "
+                                  "category_k, flags, revision, changed, created, modified) "
+                                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?8, ?9, ?9) "
+                                  "ON CONFLICT (id) DO NOTHING");
+    query.bindBytes(row.id)
             .bind(classKey)
             .bind(qint64(row.classVersion))
             .bindUtf8(name)
@@ -162,8 +182,9 @@ qint64 AssetWriter::insert(const AssetRow &row)
             .bind(m_core.requireTerm(row.category))
             .bind(qint64(row.flags))
             .bind(generation)
-            .bind(m_now)
-            .run();
+            .bind(m_now);
+    if (query.run() == 0)
+        return std::nullopt;
     const qint64 key = sqlite3_last_insert_rowid(connection.handle());
     if (m_hasDanglingItems)
         SqliteQuery(connection, "UPDATE collection_item SET item_k = ?1, class_k = ?2, name = ?3, "
@@ -221,10 +242,16 @@ void AssetWriter::writeBody(qint64 key, const BodyRow &body)
 
 void AssetWriter::writeMetaData(qint64 key, bool isNew, const std::vector<MetaRow> &rows)
 {
-    if (!isNew)
+    SqliteMetaRows &incoming = *m_core.incomingMetaRows;
+    if (!isNew) {
+        incoming.store(); // among them may be some of this asset, if it is written twice
         SqliteQuery(*m_core.connection, "DELETE FROM meta WHERE asset_k = ?1").bind(key).run();
+    }
     for (const MetaRow &row : rows)
-        writeMetaRow(m_core, key, row);
+        incoming.add({key, m_core.requireTerm(row.key), row.type, row.accessibility,
+                      SqliteValue(row.value)});
+    if (incoming.isFull())
+        incoming.store();
 }
 
 void AssetWriter::writeNextVersion(qint64 key, bool isNew, const QByteArray &id,
@@ -282,6 +309,7 @@ std::vector<qint64> SqliteStore::write(std::span<const AssetWrite> assets)
         AssetWriter writer(*m_core, place);
         for (const AssetWrite &asset : assets)
             revisions.push_back(writer.write(asset));
+        writer.finish();
         return revisions;
     });
 }

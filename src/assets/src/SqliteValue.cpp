@@ -7,6 +7,8 @@
 
 #include <QMetaType>
 
+#include <sqlite3.h>
+
 #include <limits>
 
 namespace Tesk::Assets {
@@ -76,6 +78,32 @@ void SqliteValue::bindTo(SqliteQuery &query) const
     case Bytes:
     case Node:
         query.bindBytes(m_bytes);
+        break;
+    }
+}
+
+void SqliteValue::giveTo(sqlite3_context *result) const
+{
+    const auto size = static_cast<sqlite3_uint64>(m_bytes.size());
+    switch (m_kind) {
+    case Invalid:
+        sqlite3_result_null(result);
+        break;
+    case Bool:
+    case Int:
+    case UInt:
+    case LongLong:
+        sqlite3_result_int64(result, m_integer);
+        break;
+    case Double:
+        sqlite3_result_double(result, m_real); // what is no number becomes NULL
+        break;
+    case Text:
+        sqlite3_result_text64(result, m_bytes.constData(), size, SQLITE_STATIC, SQLITE_UTF8);
+        break;
+    case Bytes:
+    case Node:
+        sqlite3_result_blob64(result, m_bytes.constData(), size, SQLITE_STATIC);
         break;
     }
 }

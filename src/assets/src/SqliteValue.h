@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QVariant>
 
+struct sqlite3_context;
+
 namespace Tesk::Assets {
 
 /// A metadata value as the columns "kind" and "value" hold it.
@@ -17,6 +19,11 @@ public:
 
     /// Binds kind and value, in this order.
     void bindTo(SqliteQuery &query) const;
+
+    int kind() const { return m_kind; }
+
+    /// Makes the value the result of a function or column of ours, which must not outlive it.
+    void giveTo(sqlite3_context *result) const;
 
     /// Reads kind and value from \a column and the next one. Raises Damaged.
     static QVariant read(const SqliteQuery &query, int column);

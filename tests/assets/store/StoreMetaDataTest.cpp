@@ -2,6 +2,7 @@
 
 #include <QUrl>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -18,10 +19,9 @@ static QVariant storedForm(Store &store, const QVariant &value)
     return store.metaDataItems({&write.id, 1}, sKey).front()->value;
 }
 
-TEST_P(StoreTest, keepsAMetaDataValueWithItsType)
+static QVariantList valuesOfEveryType()
 {
-    put("a");
-    const QVariantList values{
+    return {
             true,
             false,
             -5,
@@ -41,7 +41,12 @@ TEST_P(StoreTest, keepsAMetaDataValueWithItsType)
             QVariantList(),
             QVariant(),
     };
-    for (const QVariant &value : values) {
+}
+
+TEST_P(StoreTest, keepsAMetaDataValueWithItsType)
+{
+    put("a");
+    for (const QVariant &value : valuesOfEveryType()) {
         const QVariant found = storedForm(store(), value);
         EXPECT_EQ(found.metaType().id(), value.metaType().id()) << value.typeName();
         EXPECT_EQ(found, value) << value.typeName();
@@ -54,6 +59,69 @@ TEST_P(StoreTest, keepsTheSignOfZeroAndWhatIsNoNumber)
 
     EXPECT_TRUE(std::signbit(storedForm(store(), -0.0).toDouble()));
     EXPECT_TRUE(std::isnan(storedForm(store(), std::nan("")).toDouble()));
+}
+
+TEST_P(StoreTest, keepsTheMetaDataThatAnAssetIsMadeWith)
+{
+    const QVariantList values = valuesOfEveryType() << std::nan("");
+    std::vector<AssetWrite> writes(200); // more rows than the store gathers
+    for (std::size_t at = 0; at < writes.size(); ++at) {
+        writes[at] = assetWrite("a" + QByteArray::number(at));
+        std::vector<MetaRow> &rows = writes[at].metaData.emplace();
+        for (qsizetype number = 0; number < values.size(); ++number)
+            rows.push_back(
+                    {QStringLiteral("key %1").arg(number), int(number), int(at), values[number]});
+    }
+
+    store().write(writes);
+
+    for (const AssetWrite &write : writes) {
+        const std::vector<MetaRow> found = store().metaData({&write.row.id, 1}).front();
+        ASSERT_EQ(found.size(), write.metaData->size()) << write.row.id.constData();
+        for (const MetaRow &row : *write.metaData) {
+            const auto same = std::find_if(found.begin(), found.end(), [&](const MetaRow &each) {
+                return each.key == row.key;
+            });
+            ASSERT_NE(same, found.end());
+            EXPECT_EQ(same->type, row.type);
+            EXPECT_EQ(same->accessibility, row.accessibility);
+            EXPECT_EQ(same->value.metaType(), row.value.metaType());
+            if (same->value.metaType() == QMetaType::fromType<double>())
+                EXPECT_EQ(std::isnan(same->value.toDouble()), std::isnan(row.value.toDouble()));
+            else
+                EXPECT_EQ(same->value, row.value);
+        }
+    }
+}
+
+TEST_P(StoreTest, replacesTheMetaDataOfAnAssetThatOneCallMakesAndWritesAgain)
+{
+    std::vector<AssetWrite> writes{assetWrite("a"), assetWrite("a")};
+    writes[0].metaData = {MetaRow{QStringLiteral("first"), 3, 0, 1},
+                          MetaRow{QStringLiteral("both"), 3, 0, 1}};
+    writes[1].metaData = {MetaRow{QStringLiteral("both"), 3, 0, 2}};
+
+    store().write(writes);
+
+    const QByteArray id = "a";
+    const std::vector<MetaRow> found = store().metaData({&id, 1}).front();
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found.front().key, QStringLiteral("both"));
+    EXPECT_EQ(found.front().value, QVariant(2));
+}
+
+TEST_P(StoreTest, keepsNoMetaDataOfAWriteThatFailed)
+{
+    put("taken");
+    std::vector<AssetWrite> writes{assetWrite("a"), assetWrite("taken")};
+    writes[0].metaData = {MetaRow{sKey, 3, 0, 1}};
+    writes[1].expectedRevision = 0;
+    EXPECT_EQ(codeRaisedBy([&] { store().write(writes); }), StoreError::Code::Changed);
+
+    put("a");
+
+    const QByteArray id = "a";
+    EXPECT_TRUE(store().metaData({&id, 1}).front().empty());
 }
 
 TEST_P(StoreTest, refusesAMetaDataValueOfAnUnknownType)
