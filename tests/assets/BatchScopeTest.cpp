@@ -41,6 +41,58 @@ TEST_P(BatchScopeTest, storesNothingBeforeItsCommitAndEverythingThen)
     EXPECT_EQ(AssetControl::getName(note("a")), "Name");
 }
 
+// So many that several threads encode them.
+TEST_P(BatchScopeTest, storesEachOfManyAssetsWithItsOwnBody)
+{
+    static constexpr int sCount = 1000;
+    const auto idOf = [](int number) {
+        return "note" + QByteArray::number(number);
+    };
+    {
+        BatchScope scope(*service);
+        for (int number = 0; number < sCount; ++number)
+            insertNote(idOf(number), QStringLiteral("text %1").arg(number))
+                    ->friendReference.set(service->referenceFromId(idOf(sCount - number)));
+        scope.commit();
+    }
+    {
+        BatchScope scope(*service);
+        for (int number = 0; number < sCount; number += 2)
+            note(idOf(number))->text.set(QStringLiteral("new %1").arg(number));
+        scope.commit();
+    }
+
+    reopen();
+
+    for (int number = 0; number < sCount; ++number) {
+        const QString word = number % 2 == 0 ? QStringLiteral("new") : QStringLiteral("text");
+        ASSERT_EQ(note(idOf(number))->text.get(), QStringLiteral("%1 %2").arg(word).arg(number));
+        ASSERT_EQ(note(idOf(number))->friendReference.get().id(), idOf(sCount - number));
+    }
+}
+
+TEST_P(BatchScopeTest, storesNothingOfManyAssetsAndNamesTheFirstThatCannotBeEncoded)
+{
+    const QChar half(0xD800);
+    BatchScope scope(*service);
+    for (int number = 0; number < 1000; ++number)
+        insertNote("note" + QByteArray::number(number));
+    note("note300")->text.set(QStringLiteral("first") + half);
+    note("note900")->text.set(QStringLiteral("second") + half);
+
+    std::string message;
+    try {
+        scope.commit();
+    } catch (const Exception::Data::SerializationException &error) {
+        message = error.what();
+    }
+
+    EXPECT_EQ(message, "Malformed text: a lone surrogate at unit 5");
+    EXPECT_FALSE(isStored("note0"));
+    EXPECT_FALSE(isStored("note300"));
+    EXPECT_EQ(service->getAssetFromId("note300"), nullptr);
+}
+
 TEST_P(BatchScopeTest, leftWithoutCommitLeavesNothingOfWhatItMade)
 {
     AssetReference created;
