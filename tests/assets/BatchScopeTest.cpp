@@ -225,6 +225,47 @@ TEST_P(BatchScopeTest, leftWithoutCommitMakesAPersistentAssetInternalAgain)
     EXPECT_FALSE(isStored("content"));
 }
 
+TEST_P(BatchScopeTest, leftWithoutCommitMakesAnAssetInternalAgainThatKeptItsId)
+{
+    const auto asset = std::dynamic_pointer_cast<NoteAsset>(
+            service->createInternalAsset("{1}", NoteAsset::sTypeName, {}));
+    {
+        const BatchScope scope(*service);
+        service->makeAssetPersistent(asset, nullptr);
+        EXPECT_EQ(asset->ownReference().lifespan(), Lifespan::Persistent);
+        EXPECT_EQ(asset->ownReference().id(), QByteArray("{1}"));
+    }
+
+    EXPECT_EQ(asset->ownReference().lifespan(), Lifespan::Internal);
+    EXPECT_EQ(asset->ownReference().asset(), asset);
+    EXPECT_FALSE(isStored("{1}"));
+}
+
+// All but its fields, of which nothing is stored that they could go back to.
+TEST_P(BatchScopeTest, leftWithoutCommitPutsInternalAssetsBack)
+{
+    const auto asset = std::dynamic_pointer_cast<NoteAsset>(
+            service->createInternalAsset("{1}", NoteAsset::sTypeName, "Before"));
+    const AssetReference reference = asset->ownReference();
+    MetaDataControl::setMetaDataValue(reference, "key", "before");
+    {
+        const BatchScope scope(*service);
+        asset->text.set("after");
+        AssetControl::setName(asset, "After");
+        MetaDataControl::setMetaDataValue(reference, "key", "after");
+        CollectionControl::hideAsset(reference);
+        service->setThumbnail(reference,
+                              Surfaces::Surface(QSize(1, 1), Surfaces::PixelFormat::Gray8, "a"));
+    }
+
+    EXPECT_EQ(asset->text.get(), "after");
+    EXPECT_EQ(AssetControl::getName(asset), "Before");
+    EXPECT_EQ(service->getNameFromRef(reference), "Before");
+    EXPECT_EQ(MetaDataControl::getItem(reference, "key"), QVariant("before"));
+    EXPECT_FALSE(CollectionControl::isHidden(reference));
+    EXPECT_FALSE(service->getThumbnail(reference));
+}
+
 TEST_P(BatchScopeTest, seesItsOwnChangesInEveryLookUp)
 {
     const auto asset = insertNote("a", {}, "Before");
