@@ -352,6 +352,9 @@ static void saveOneAssetRaw(benchmark::State &state)
     sqlite3_exec(handle, "PRAGMA synchronous=NORMAL; PRAGMA foreign_keys=ON", nullptr, nullptr,
                  nullptr);
     std::mt19937 random(3);
+    const auto number = [&] {
+        return static_cast<std::int64_t>(random());
+    };
     {
         RawStatement asset(handle, "UPDATE asset SET revision = revision + 1, changed = changed + "
                                    "1, modified = ?2 WHERE id = ?1 RETURNING k");
@@ -360,10 +363,10 @@ static void saveOneAssetRaw(benchmark::State &state)
             const QByteArray &id = source.import.ids[random() % source.import.ids.size()];
             const QByteArray data = QByteArray::number(random()).repeated(30);
             sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-            asset.blob(id).integer(random()).step();
+            asset.blob(id).integer(number()).step();
             const sqlite3_int64 key = sqlite3_column_int64(asset.statement(), 0);
             asset.reset();
-            body.integer(key).integer(random()).blob(data).run();
+            body.integer(key).integer(number()).blob(data).run();
             sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr);
         }
     }

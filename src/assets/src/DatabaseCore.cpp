@@ -209,7 +209,7 @@ std::shared_ptr<Asset> DatabaseCore::resolve(const AssetRecord &record)
             epoch = m_epoch;
         }
         AssetFactory::Series series;
-        const std::shared_ptr<Asset> shell = makeShell(series, typeName, name);
+        std::shared_ptr<Asset> shell = makeShell(series, typeName, name);
         if (!shell)
             return nullptr;
         const std::lock_guard lock(m_mutex);

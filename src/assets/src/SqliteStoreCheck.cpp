@@ -14,7 +14,7 @@
 namespace Tesk::Assets {
 
 using namespace StoreChecks;
-using Code = StoreFinding::Code;
+using FindingCode = StoreFinding::Code;
 using Findings = std::vector<StoreFinding>;
 
 /// Calls \a report for each row of \a sql.
@@ -31,14 +31,14 @@ static void checkStorage(SqliteCore &core, Findings &findings)
     forEachRow(core, "PRAGMA integrity_check", [&](const SqliteQuery &row) {
         const QString text = row.text(0);
         if (text != QLatin1StringView("ok"))
-            findings.push_back({Code::StoreDamaged,
+            findings.push_back({FindingCode::StoreDamaged,
                                 {},
                                 {},
                                 QStringLiteral("The file is damaged: %1").arg(text)});
     });
     forEachRow(core, "PRAGMA foreign_key_check", [&](const SqliteQuery &row) {
         findings.push_back(
-                {Code::OrphanedRow,
+                {FindingCode::OrphanedRow,
                  {},
                  {},
                  QStringLiteral("A row of table \"%1\" belongs to an asset that does not exist")
@@ -54,7 +54,7 @@ static void checkBodies(SqliteCore &core, Findings &findings)
                [&](const SqliteQuery &row) {
                    if (bodyHash(row.bytes(2)) == row.integer(1))
                        return;
-                   findings.push_back({Code::BodyDamaged,
+                   findings.push_back({FindingCode::BodyDamaged,
                                        row.bytes(0),
                                        {},
                                        QStringLiteral("The body of asset \"%1\" is not what was "
@@ -75,7 +75,7 @@ static void checkMetaData(SqliteCore &core, Findings &findings)
                    } catch (const StoreError &) {
                        throw;
                    } catch (const Exception::BaseException &error) {
-                       findings.push_back({Code::StoreDamaged,
+                       findings.push_back({FindingCode::StoreDamaged,
                                            row.bytes(0),
                                            {},
                                            QStringLiteral("The metadata \"%1\" of asset \"%2\" "
@@ -105,7 +105,7 @@ static void checkLists(SqliteCore &core, Findings &findings)
                "ORDER BY collection_k, position",
                [&](const SqliteQuery &row) {
                    findings.push_back(
-                           {Code::CatalogueOutOfDate, row.bytes(0), row.bytes(1),
+                           {FindingCode::CatalogueOutOfDate, row.bytes(0), row.bytes(1),
                             QStringLiteral("Collection \"%1\" keeps another name, class "
                                            "or state of \"%2\" than the asset itself")
                                     .arg(readable(row.bytes(0)), readable(row.bytes(1)))});
@@ -115,7 +115,7 @@ static void checkLists(SqliteCore &core, Findings &findings)
                "GROUP BY collection_k, item_id HAVING COUNT(*) > 1 ORDER BY collection_k, item_id",
                [&](const SqliteQuery &row) {
                    findings.push_back(
-                           {Code::DuplicateItem, row.bytes(0), row.bytes(1),
+                           {FindingCode::DuplicateItem, row.bytes(0), row.bytes(1),
                             QStringLiteral("Collection \"%1\" lists \"%2\" more than once")
                                     .arg(readable(row.bytes(0)), readable(row.bytes(1)))});
                });
@@ -150,7 +150,7 @@ static void checkLinks(SqliteCore &core, Findings &findings)
             walkOf.insert(id, walk);
         if (!next.contains(id) || walkOf.value(id) != walk)
             continue;
-        findings.push_back({Code::VersionCycle, id, next.value(id),
+        findings.push_back({FindingCode::VersionCycle, id, next.value(id),
                             QStringLiteral("The versions after asset \"%1\" lead back to it, by "
                                            "way of \"%2\"")
                                     .arg(readable(id), readable(next.value(id)))});

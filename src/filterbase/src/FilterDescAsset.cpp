@@ -133,7 +133,7 @@ QString FilterDescAsset::defaultThumbnailPath() const
         const auto implementation = reference.asset();
         if (!implementation)
             continue;
-        const QString path = implementation->defaultThumbnailPath();
+        QString path = implementation->defaultThumbnailPath();
         if (!path.isEmpty())
             return path;
     }

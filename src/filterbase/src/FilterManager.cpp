@@ -257,6 +257,7 @@ void FilterManager::unregisterFilter(const AssetReference &filter) const
         CollectionControl::removeAsset(m_filterCollection, filter);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): clients were promised this signature
 void FilterManager::declareFilterDesc(std::shared_ptr<FilterDescAsset> asset)
 {
     if (!asset) {
@@ -273,7 +274,7 @@ void FilterManager::declareFilterDesc(std::shared_ptr<FilterDescAsset> asset)
                                << asset->ownReference().debugInfo()
                                << ", but it has no implementations.";
         }
-        insertFilterDesc(folded, std::move(asset));
+        insertFilterDesc(folded, asset);
     } else if (declared->ownReference() != asset->ownReference()) {
         warning(TESK_HERE) << "Declaring pre-existing FilterDescAsset "
                            << asset->ownReference().debugInfo() << " with name \"" << folded.key()
@@ -537,19 +538,20 @@ std::shared_ptr<DynamicFilterAsset> FilterManager::dynamicFilterOf(const QString
     return entry == m_dynamicFilters.end() ? nullptr : entry->second;
 }
 
-void FilterManager::insertFilterDesc(const FoldedName &name, std::shared_ptr<FilterDescAsset> asset)
+void FilterManager::insertFilterDesc(const FoldedName &name,
+                                     const std::shared_ptr<FilterDescAsset> &asset)
 {
     const QString key = name.ownedKey();
     const ReaderGuard::Writing writing(m_tableGuard);
-    m_filterDescs.try_emplace(key, std::move(asset));
+    m_filterDescs.try_emplace(key, asset);
 }
 
 void FilterManager::insertDynamicFilter(const FoldedName &name,
-                                        std::shared_ptr<DynamicFilterAsset> asset)
+                                        const std::shared_ptr<DynamicFilterAsset> &asset)
 {
     const QString key = name.ownedKey();
     const ReaderGuard::Writing writing(m_tableGuard);
-    m_dynamicFilters.try_emplace(key, std::move(asset));
+    m_dynamicFilters.try_emplace(key, asset);
 }
 
 void FilterManager::replaceDynamicFilter(const FoldedName &name,

@@ -3,8 +3,8 @@
 namespace Tesk::FilterBase {
 
 StaticFilter::StaticFilter() = default;
-StaticFilter::StaticFilter(const StaticFilter &other) = default;
-StaticFilter &StaticFilter::operator=(const StaticFilter &other) = default;
+StaticFilter::StaticFilter(const StaticFilter &) = default;
+StaticFilter &StaticFilter::operator=(const StaticFilter &) = default;
 StaticFilter::~StaticFilter() = default;
 
 } // namespace Tesk::FilterBase

@@ -78,7 +78,7 @@ QString NodeDef::defaultActiveOutputs() const
 QString NodeDef::variableUsage() const
 {
     for (const NodePort &output : outputs) {
-        const QString input = output.attributes.value(AttributeName::DefaultInput);
+        QString input = output.attributes.value(AttributeName::DefaultInput);
         if (!input.isEmpty())
             return input;
     }

@@ -24,7 +24,7 @@ namespace Tesk::NodeLibrary {
 
 // A library of all known nodes has one megabyte; the limit keeps a mistaken path from filling the
 // memory.
-static constexpr std::uintmax_t sLargestFile = 256U * 1024U * 1024U;
+static constexpr std::uintmax_t sLargestFile = std::uintmax_t{256} * 1024 * 1024;
 
 namespace {
 

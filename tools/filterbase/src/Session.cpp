@@ -36,7 +36,7 @@ static void showWarning(const VantBase::LogMessage &message)
 
 QString Session::defaultCatalogue()
 {
-    const QString named = qEnvironmentVariable("FILTERBASE_CATALOGUE");
+    QString named = qEnvironmentVariable("FILTERBASE_CATALOGUE");
     if (!named.isEmpty())
         return named;
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)

@@ -145,8 +145,9 @@ private:
 
     std::shared_ptr<FilterDescAsset> filterDescOf(const QString &key) const;
     std::shared_ptr<DynamicFilterAsset> dynamicFilterOf(const QString &key) const;
-    void insertFilterDesc(const FoldedName &name, std::shared_ptr<FilterDescAsset> asset);
-    void insertDynamicFilter(const FoldedName &name, std::shared_ptr<DynamicFilterAsset> asset);
+    void insertFilterDesc(const FoldedName &name, const std::shared_ptr<FilterDescAsset> &asset);
+    void insertDynamicFilter(const FoldedName &name,
+                             const std::shared_ptr<DynamicFilterAsset> &asset);
     void replaceDynamicFilter(const FoldedName &name, std::shared_ptr<DynamicFilterAsset> asset);
 
     std::unordered_map<QString, std::shared_ptr<FilterDescAsset>> m_filterDescs;

@@ -23,7 +23,7 @@ public:
     bool isNone() const { return m_isNone; }
 
     std::strong_ordering operator<=>(const VersionNumber &other) const;
-    bool operator==(const VersionNumber &other) const { return (*this <=> other) == 0; }
+    bool operator==(const VersionNumber &other) const { return std::is_eq(*this <=> other); }
 
 private:
     bool m_isNone = true;

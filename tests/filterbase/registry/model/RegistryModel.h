@@ -67,7 +67,10 @@ public:
 
     /// The ids of what the open scope is to store.
     const std::set<QByteArray> &writtenInScope() const { return m_scope->written; }
-    bool hasManager(int manager) const { return m_managers.at(manager).has_value(); }
+    bool hasManager(int manager) const
+    {
+        return m_managers.at(static_cast<std::size_t>(manager)).has_value();
+    }
 
     /// Whether a link to \a newer would close a circle of links that are all stored.
     bool wouldCloseStoredCircle(const QByteArray &older, const QByteArray &newer) const;
