@@ -21,7 +21,6 @@ namespace {
 using Base = SerializableFieldBase;
 
 const Base::Options sNone;
-const Base::Options sNotify = Base::NotifyChanges;
 const Base::Options sNotifyAlways = Base::NotifyChanges | Base::NotifyEqualAssignments;
 const Base::Options sReadOnly = Base::ReadOnly | Base::NotifyChanges;
 

@@ -31,8 +31,6 @@ using Serialization::ArrayNode;
 using Serialization::Document;
 using Serialization::Node;
 
-const Base::Options sNotify = Base::NotifyChanges;
-
 std::vector<std::pair<std::string, unsigned int>>
 entriesOf(const HashMap<QString, unsigned int> &map)
 {

@@ -149,7 +149,7 @@ TEST_F(ShellTest, isDecodedByEveryKindOfAccess)
 {
     const auto expectDecoded = [&](const char *what, const std::function<void(Owner &)> &access) {
         SCOPED_TRACE(what);
-        Owner other(Base::Options(Base::NotifyChanges));
+        Owner other{Base::Options(Base::NotifyChanges)};
         other.setBodySource(&source);
         access(other);
         EXPECT_FALSE(other.isShell());
@@ -213,7 +213,7 @@ TEST_F(ShellTest, sendsEventsAndNoticesAgainOnceDecoded)
 TEST_F(ShellTest, suspendsTheReadOnlyOptionWhileItDecodes)
 {
     const TestSupport::RecordedLog log;
-    Owner fixed(Base::Options(Base::ReadOnly));
+    Owner fixed{Base::Options(Base::ReadOnly)};
     fixed.onLoaded = [&] {
         fixed.count.set(8);
     };

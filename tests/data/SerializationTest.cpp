@@ -149,7 +149,7 @@ TEST_F(SerializationTest, leavesOutAndResetsFieldsThatAreNotPersisted)
 
 TEST_F(SerializationTest, fillsReadOnlyFieldsAndLeavesThemReadOnly)
 {
-    Owner fixed(Base::Options(Base::ReadOnly));
+    Owner fixed{Base::Options(Base::ReadOnly)};
 
     deserializeFromNode(root, fixed);
 

@@ -20,6 +20,8 @@
 
 namespace Tesk::Data {
 
+inline const SerializableFieldBase::Options sNotify = SerializableFieldBase::NotifyChanges;
+
 /// A value that the serialization library knows nothing of, as references to assets are.
 struct Reference
 {

@@ -21,8 +21,6 @@ namespace {
 
 using Base = SerializableFieldBase;
 
-const Base::Options sNotify = Base::NotifyChanges;
-
 std::vector<std::string> idsOf(const Vector<Reference> &vector)
 {
     std::vector<std::string> ids;

@@ -15,7 +15,7 @@
 
 namespace Tesk::Assets {
 
-using Code = StoreFinding::Code;
+using FindingCode = StoreFinding::Code;
 using FaultyFiles::File;
 using Ids = std::vector<QByteArray>;
 
@@ -77,7 +77,8 @@ static StoreFinding onlyFinding(const Store &store)
 {
     const std::vector<StoreFinding> findings = store.checkIntegrity();
     EXPECT_EQ(findings.size(), 1U);
-    return findings.empty() ? StoreFinding{Code::StoreDamaged, {}, {}, {}} : findings.front();
+    return findings.empty() ? StoreFinding{FindingCode::StoreDamaged, {}, {}, {}}
+                            : findings.front();
 }
 
 TEST_F(SqliteStoreTest, findsABodyWhoseBytesChanged)
@@ -88,7 +89,7 @@ TEST_F(SqliteStoreTest, findsABodyWhoseBytesChanged)
     raw("UPDATE body SET data = CAST('b0dy' AS BLOB) WHERE asset_k = 1");
 
     EXPECT_EQ(onlyFinding(*store),
-              (StoreFinding{Code::BodyDamaged,
+              (StoreFinding{FindingCode::BodyDamaged,
                             "a",
                             {},
                             QStringLiteral("The body of asset \"a\" is not what was written; "
@@ -105,7 +106,7 @@ TEST_F(SqliteStoreTest, findsVersionsThatLeadBack)
     raw("DROP TRIGGER version_edge_insert; INSERT INTO version_edge VALUES (3, CAST('a' AS BLOB))");
 
     EXPECT_EQ(onlyFinding(*store),
-              (StoreFinding{Code::VersionCycle, "a", "b",
+              (StoreFinding{FindingCode::VersionCycle, "a", "b",
                             QStringLiteral("The versions after asset \"a\" lead back to it, by way "
                                            "of \"b\"")}));
 }
@@ -120,7 +121,7 @@ TEST_F(SqliteStoreTest, findsListsThatDifferFromTheirAssets)
     raw("UPDATE asset SET name = 'Other' WHERE k = 2");
 
     EXPECT_EQ(onlyFinding(*store),
-              (StoreFinding{Code::CatalogueOutOfDate, "list", "a",
+              (StoreFinding{FindingCode::CatalogueOutOfDate, "list", "a",
                             QStringLiteral("Collection \"list\" keeps another name, class or state "
                                            "of \"a\" than the asset itself")}));
 }
@@ -137,8 +138,8 @@ TEST_F(SqliteStoreTest, findsAnItemThatIsListedTwice)
 
     EXPECT_EQ(std::count_if(findings.begin(), findings.end(),
                             [](const StoreFinding &finding) {
-                                return finding.code == Code::DuplicateItem && finding.id == "list"
-                                       && finding.other == "none";
+                                return finding.code == FindingCode::DuplicateItem
+                                       && finding.id == "list" && finding.other == "none";
                             }),
               1);
 }
@@ -150,7 +151,7 @@ TEST_F(SqliteStoreTest, findsRowsWithoutTheirAsset)
     raw("DELETE FROM asset WHERE k = 1"); // a connection without foreign keys
 
     EXPECT_EQ(onlyFinding(*store),
-              (StoreFinding{Code::OrphanedRow,
+              (StoreFinding{FindingCode::OrphanedRow,
                             {},
                             {},
                             QStringLiteral("A row of table \"body\" belongs to an asset that does "
@@ -178,7 +179,7 @@ TEST_F(SqliteStoreTest, findsADamagedFile)
     const std::vector<StoreFinding> findings = store->checkIntegrity();
 
     ASSERT_FALSE(findings.empty());
-    EXPECT_EQ(findings.front().code, Code::StoreDamaged);
+    EXPECT_EQ(findings.front().code, FindingCode::StoreDamaged);
     EXPECT_TRUE(findings.front().text.startsWith(QStringLiteral("The file is damaged: ")));
 }
 

@@ -39,7 +39,7 @@ static qsizetype parameterCount(const FilterView &filter)
     return description ? description->parameters.size() : 0;
 }
 
-static QJsonObject toJson(const FilterView &filter)
+static QJsonObject entryToJson(const FilterView &filter)
 {
     return {{u"name"_s, filter.name},
             {u"key"_s, filter.key},
@@ -74,7 +74,7 @@ int runList(const Arguments &arguments)
     if (arguments.json) {
         QJsonArray array;
         for (const FilterView *filter : filters)
-            array.append(toJson(*filter));
+            array.append(entryToJson(*filter));
         Answer::printJson({{u"filters"_s, array}});
     } else if (arguments.namesOnly) {
         for (const FilterView *filter : filters)
