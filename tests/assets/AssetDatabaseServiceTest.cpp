@@ -326,6 +326,69 @@ TEST_P(AssetDatabaseServiceTest, refusesToInsertWhatCannotBeFiled)
     EXPECT_EQ(service->statistics().storedAssets, 1U);
 }
 
+TEST_P(AssetDatabaseServiceTest, storesManyInsertedAssetsEachWithItsOwnNameFieldsAndMetadata)
+{
+    std::vector<AssetDatabaseService::NewAsset> assets;
+    for (const char *const word : {"a", "b", "c"}) {
+        const auto asset = NoteAsset::make();
+        asset->text.set(QStringLiteral("text of ") + word);
+        asset->initial.set("own", QString(word), MetaDataItem::Text);
+        MetaData metaData;
+        metaData.set("given", QString(word), MetaDataItem::Text);
+        assets.push_back({asset, word, QStringLiteral("Name of ") + word, metaData});
+    }
+
+    service->insertAssets(assets);
+
+    EXPECT_EQ(note("b"), assets[1].asset);
+    reopen();
+    for (const char *const word : {"a", "b", "c"}) {
+        ASSERT_NE(note(word), nullptr);
+        EXPECT_EQ(note(word)->text.get(), QStringLiteral("text of ") + word);
+        EXPECT_EQ(AssetControl::getName(note(word)), QStringLiteral("Name of ") + word);
+        const MetaData metaData = MetaDataControl::getMetaData(note(word)->ownReference());
+        EXPECT_EQ(metaData.value("own"), QVariant(QString(word)));
+        EXPECT_EQ(metaData.value("given"), QVariant(QString(word)));
+    }
+}
+
+TEST_P(AssetDatabaseServiceTest, filesNoneOfManyAssetsWhenOneIsRefused)
+{
+    const TestSupport::RecordedLog log;
+    insertNote("taken");
+    reopen(); // only the store knows it now
+    const auto twice = NoteAsset::make();
+    const auto refuses = [&](const std::vector<AssetDatabaseService::NewAsset> &assets) {
+        EXPECT_THROW(service->insertAssets(assets), Exception::InvalidArgumentException);
+    };
+
+    refuses({{NoteAsset::make(), "x", {}, {}}, {NoteAsset::make(), "taken", {}, {}}});
+    refuses({{NoteAsset::make(), "x", {}, {}}, {NoteAsset::make(), "x", {}, {}}});
+    refuses({{twice, "x", {}, {}}, {twice, "y", {}, {}}});
+
+    EXPECT_EQ(service->getAssetFromId("x"), nullptr);
+    EXPECT_EQ(service->statistics().storedAssets, 1U);
+    service->insertAssets({});
+    EXPECT_NE(insertNote("x"), nullptr); // the id is free
+}
+
+TEST_P(AssetDatabaseServiceTest, makesAnIdAnewThatTheSameScopeRemoved)
+{
+    insertNote("a", "old");
+    reopen();
+    AssetDatabaseService::BatchScope scope(*service);
+    EXPECT_TRUE(service->removeAsset(service->referenceFromId("a")));
+    const auto asset = NoteAsset::make();
+    asset->text.set("new");
+    const AssetDatabaseService::NewAsset again{asset, "a", {}, {}};
+
+    service->insertAssets({&again, 1});
+    scope.commit();
+
+    reopen();
+    EXPECT_EQ(note("a")->text.get(), "new");
+}
+
 TEST_P(AssetDatabaseServiceTest, filesNothingUnderTheIdThatStandsForNullItems)
 {
     const TestSupport::RecordedLog log;

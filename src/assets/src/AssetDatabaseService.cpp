@@ -131,7 +131,14 @@ AssetReference AssetDatabaseService::insertAsset(const std::shared_ptr<Asset> &a
                                                  const QByteArray &id, const QString &name,
                                                  const MetaData &metaData)
 {
-    return m_core->insert(asset, id, name, metaData);
+    const NewAsset one{asset, id, name, metaData};
+    insertAssets(std::span(&one, 1));
+    return asset->ownReference();
+}
+
+void AssetDatabaseService::insertAssets(std::span<const NewAsset> assets)
+{
+    m_core->insert(assets);
 }
 
 void AssetDatabaseService::makeAssetPersistent(const std::shared_ptr<Asset> &asset,

@@ -37,6 +37,7 @@ struct EncodedAsset;
 class DatabaseCore : public std::enable_shared_from_this<DatabaseCore>
 {
 public:
+    using NewAsset = AssetDatabaseService::NewAsset;
     using Status = AssetDatabaseService::Status;
 
     static std::shared_ptr<DatabaseCore> open(std::unique_ptr<Store> store);
@@ -66,8 +67,7 @@ public:
     AssetReference getOrCreate(const QByteArray &id, const QString &typeName, Status &status);
     std::shared_ptr<Asset> createInternal(const QByteArray &id, const QString &typeName,
                                           const QString &name);
-    AssetReference insert(const std::shared_ptr<Asset> &asset, const QByteArray &id,
-                          const QString &name, const MetaData &metaData);
+    void insert(std::span<const NewAsset> assets);
     void makePersistent(const std::shared_ptr<Asset> &asset, const MetaData &metaData);
     bool remove(const AssetRecord &record);
 
@@ -131,6 +131,11 @@ private:
 
     bool fileNew(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,
                  const QString &name, const MetaData &metaData, bool internal);
+    void fileNewLocked(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,
+                       const QString &typeName, const QString &name, const MetaData &metaData,
+                       bool internal);
+    void requireUnfiledLocked(const Asset &asset) const;
+    void lookUpLocked(const std::vector<const AssetRecord *> &records);
     void refileLocked(Batch &batch, AssetSlot &slot, const std::shared_ptr<Asset> &asset,
                       const QByteArray &contentId, const MetaData &initial);
     void removeLocked(Batch &batch, AssetSlot &slot, std::shared_ptr<Asset> &removed);

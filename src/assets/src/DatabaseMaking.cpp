@@ -30,6 +30,18 @@ static void requireNoNullItem(const QByteArray &id)
     }
 }
 
+static void requireInsertable(const AssetDatabaseService::NewAsset &asset)
+{
+    const auto refuse = [](const QString &reason) {
+        raiseAs<Exception::InvalidArgumentException>(TESK_HERE, reason);
+    };
+    if (!asset.asset)
+        refuse(QStringLiteral("Cannot insert a null asset"));
+    if (asset.id.isEmpty())
+        refuse(QStringLiteral("Cannot insert %1: its id is empty").arg(asset.asset->debugInfo()));
+    requireNoNullItem(asset.id);
+}
+
 bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
                            const std::shared_ptr<Asset> &asset, const QString &name,
                            const MetaData &metaData, bool internal)
@@ -39,7 +51,14 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
     checkOpenLocked();
     if (findLocked(record) != nullptr)
         return false;
+    fileNewLocked(write, record, asset, typeName, name, metaData, internal);
+    return true;
+}
 
+void DatabaseCore::fileNewLocked(Write &write, const AssetRecord &record,
+                                 const std::shared_ptr<Asset> &asset, const QString &typeName,
+                                 const QString &name, const MetaData &metaData, bool internal)
+{
     AssetSlot &slot = m_table->newSlot(record);
     slot.typeName = sharedTypeNameLocked(typeName);
     slot.name = name;
@@ -55,7 +74,6 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
     if (!internal)
         changeLocked(write.batch(), slot).created = true;
     write.batch().onRollback([this, &slot] { withdraw(slot); });
-    return true;
 }
 
 AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &typeName,
@@ -123,39 +141,73 @@ std::shared_ptr<Asset> DatabaseCore::createInternal(const QByteArray &id, const 
     return asset;
 }
 
-AssetReference DatabaseCore::insert(const std::shared_ptr<Asset> &asset, const QByteArray &id,
-                                    const QString &name, const MetaData &metaData)
+void DatabaseCore::requireUnfiledLocked(const Asset &asset) const
 {
-    const QString refusal = [&] {
-        if (!asset)
-            return QStringLiteral("Cannot insert a null asset");
-        if (id.isEmpty())
-            return QStringLiteral("Cannot insert %1: its id is empty").arg(asset->debugInfo());
-        const std::lock_guard lock(m_mutex);
-        return liveSlotLocked(*asset) != nullptr
-                       ? QStringLiteral("Cannot insert %1: it is filed already")
-                                 .arg(asset->debugInfo())
-                       : QString();
-    }();
-    if (!refusal.isEmpty())
-        raiseAs<Exception::InvalidArgumentException>(TESK_HERE, refusal);
-    requireNoNullItem(id);
-
-    MetaData all;
-    asset->initMetaData(all);
-    for (const auto &[key, item] : metaData)
-        all.set(key, item);
-    AssetFactory::moveToMainThread(*asset);
-
-    const AssetRecord &record = m_table->intern(id);
-    Write write(*this);
-    if (!fileNew(write, record, asset, name, all, false)) {
+    if (liveSlotLocked(asset) != nullptr)
         raiseAs<Exception::InvalidArgumentException>(
-                TESK_HERE, QStringLiteral("Cannot insert the asset [%1]: the id is taken")
-                                   .arg(readable(record)));
+                TESK_HERE,
+                QStringLiteral("Cannot insert %1: it is filed already").arg(asset.debugInfo()));
+}
+
+/// Makes known which of the ids are stored, of those that nothing is known of.
+void DatabaseCore::lookUpLocked(const std::vector<const AssetRecord *> &records)
+{
+    std::vector<const AssetRecord *> unknown;
+    std::vector<QByteArray> ids;
+    for (const AssetRecord *record : records) {
+        if (slotOfLocked(*record) != nullptr || m_removalsPending.contains(record))
+            continue;
+        unknown.push_back(record);
+        ids.push_back(idOf(*record));
+    }
+    const std::vector<std::optional<AssetRow>> rows = m_store->loadRows(ids);
+    for (std::size_t at = 0; at < rows.size(); ++at) {
+        if (rows[at])
+            knownSlotLocked(*unknown[at], rows[at]->className, rows[at]->name);
+    }
+}
+
+void DatabaseCore::insert(std::span<const NewAsset> assets)
+{
+    struct Prepared
+    {
+        QString typeName;
+        MetaData metaData;
+    };
+    std::vector<Prepared> prepared;
+    std::vector<const AssetRecord *> records;
+    for (const NewAsset &each : assets) {
+        requireInsertable(each);
+        {
+            const std::lock_guard lock(m_mutex);
+            requireUnfiledLocked(*each.asset);
+        }
+        Prepared &one = prepared.emplace_back();
+        one.typeName = each.asset->typeName();
+        each.asset->initMetaData(one.metaData);
+        for (const auto &[key, item] : each.metaData)
+            one.metaData.set(key, item);
+        AssetFactory::moveToMainThread(*each.asset);
+        records.push_back(&m_table->intern(each.id));
+    }
+
+    Write write(*this);
+    {
+        const std::lock_guard lock(m_mutex);
+        checkOpenLocked();
+        lookUpLocked(records);
+        for (std::size_t at = 0; at < assets.size(); ++at) {
+            AssetSlot *slot = slotOfLocked(*records[at]);
+            if (slot != nullptr && isStillStoredLocked(*slot))
+                raiseAs<Exception::InvalidArgumentException>(
+                        TESK_HERE, QStringLiteral("Cannot insert the asset [%1]: the id is taken")
+                                           .arg(readable(*records[at])));
+            requireUnfiledLocked(*assets[at].asset); // it may be given twice
+            fileNewLocked(write, *records[at], assets[at].asset, prepared[at].typeName,
+                          assets[at].name, prepared[at].metaData, false);
+        }
     }
     write.finish();
-    return AssetReference(&record);
 }
 
 void DatabaseCore::makePersistent(const std::shared_ptr<Asset> &asset, const MetaData &metaData)

@@ -22,6 +22,7 @@ using namespace Qt::StringLiterals;
 
 namespace Tesk::NodeLibrary {
 
+using Assets::AssetDatabaseService;
 using Assets::AssetReference;
 using Assets::MetaDataItem;
 using FilterBase::DynamicFilterAsset;
@@ -44,11 +45,14 @@ CatalogueWriter::CatalogueWriter(Assets::AssetDatabaseService &database,
 bool CatalogueWriter::write(const ImportOptions &options)
 {
     m_created.reserve(m_plan.created.size());
+    std::vector<AssetDatabaseService::NewAsset> assets;
+    assets.reserve(m_plan.created.size());
     for (CreatedAsset &planned : m_plan.created) {
         if (options.stopToken.stop_requested())
             return false;
-        createAsset(planned);
+        assets.push_back(createAsset(planned));
     }
+    m_database.insertAssets(assets);
     linkVersions();
     markReplaced();
     noteMoves();
@@ -69,15 +73,13 @@ bool CatalogueWriter::write(const ImportOptions &options)
     return !options.stopToken.stop_requested();
 }
 
-void CatalogueWriter::createAsset(CreatedAsset &planned)
+AssetDatabaseService::NewAsset CatalogueWriter::createAsset(CreatedAsset &planned)
 {
     const std::shared_ptr<NodeDefAsset> asset = NodeDefAsset::create();
     asset->sourceFile.set(QUrl::fromLocalFile(planned.nodeDef.filePath));
     asset->definition.set(std::move(planned.nodeDef));
     asset->variationText.set(planned.text);
-    if (planned.next.created && *planned.next.created < m_created.size())
-        asset->nextVersion.set(m_created[*planned.next.created]->ownReference());
-    else if (planned.next.held)
+    if (planned.next.held)
         asset->nextVersion.set(m_held.assets()[*planned.next.held]->ownReference());
 
     Assets::MetaData metaData;
@@ -88,15 +90,15 @@ void CatalogueWriter::createAsset(CreatedAsset &planned)
     metaData.set(libraryOrderUserDataKey, m_libraryOrders.value(planned.library),
                  MetaDataItem::Integer);
     metaData.set(positionUserDataKey, planned.position, MetaDataItem::Integer);
-    m_database.insertAsset(asset, planned.id, planned.assetName, metaData);
     m_created.push_back(asset);
+    return {asset, planned.id, planned.assetName, metaData};
 }
 
-// The links that could not be made while the assets were: to later ones, and from old ones.
+// The links that could not be made while the assets were: to new ones, and from old ones.
 void CatalogueWriter::linkVersions()
 {
     for (std::size_t i = 0; i < m_created.size(); ++i) {
-        if (const auto next = m_plan.created[i].next.created; next && *next > i)
+        if (const auto next = m_plan.created[i].next.created)
             m_created[i]->nextVersion.set(m_created[*next]->ownReference());
     }
     for (const Succession &each : m_plan.successions)

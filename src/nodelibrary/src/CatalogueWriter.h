@@ -4,6 +4,7 @@
 #include <nodelibrary/LibraryDiff.h>
 #include <nodelibrary/LibraryImporter.h>
 
+#include <assets/AssetDatabaseService.h>
 #include <assets/AssetReference.h>
 
 #include <QHash>
@@ -31,7 +32,7 @@ public:
     const Problems &problems() const { return m_problems; }
 
 private:
-    void createAsset(CreatedAsset &planned);
+    Assets::AssetDatabaseService::NewAsset createAsset(CreatedAsset &planned);
     void linkVersions();
     void markReplaced();
     void noteMoves();

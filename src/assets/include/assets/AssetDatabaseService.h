@@ -49,6 +49,15 @@ public:
         NotCreatable = 4 ///< no factory for the type: the reference is valid, its asset null
     };
 
+    /// What insertAsset() takes.
+    struct NewAsset
+    {
+        std::shared_ptr<Asset> asset;
+        QByteArray id;
+        QString name;
+        MetaData metaData;
+    };
+
     class BatchScope;
     class MetaDataKeeper;
 
@@ -134,6 +143,11 @@ public:
     /// taken, or an asset that is filed already, raises an InvalidArgumentException.
     AssetReference insertAsset(const std::shared_ptr<Asset> &asset, const QByteArray &id,
                                const QString &name, const MetaData &metaData = {});
+
+    /// Does the same for many assets, whose ids it looks up by one call of the store.
+    ///
+    /// Where one is refused those before it are not filed either, except inside a batch scope.
+    void insertAssets(std::span<const NewAsset> assets);
 
     /// Stores an internal asset under its generateId(), with a new own reference.
     ///
