@@ -6,7 +6,6 @@
 
 #include <assets/CollectionAsset.h>
 #include <vantbase/Exception.h>
-#include <vantbase/ParallelLoop.h>
 
 namespace Tesk::Assets {
 
@@ -70,8 +69,7 @@ void DatabaseCore::commit(Batch &batch, SyncLevel level)
     m_observers.notify(changes);
 }
 
-// Runs without a lock: it asks the assets. On several threads: encoding takes half as long as
-// storing what comes of it.
+// Runs without a lock: it asks the assets.
 std::vector<EncodedAsset> DatabaseCore::encode(const Batch &batch) const
 {
     std::vector<EncodedAsset> encoded;
@@ -86,9 +84,8 @@ std::vector<EncodedAsset> DatabaseCore::encode(const Batch &batch) const
     std::erase_if(encoded, [](const EncodedAsset &entry) {
         return !entry.change->created && entry.asset->isShell();
     });
-    static constexpr std::size_t sFewestForAThread = 100;
-    VantBase::parallelLoop(encoded.size(), sFewestForAThread,
-                           [&encoded](std::size_t at) { encoded[at].encode(); });
+    for (EncodedAsset &entry : encoded)
+        entry.encode();
     return encoded;
 }
 
