@@ -5,13 +5,14 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 
+#include <linux/capability.h>
 #include <sqlite3.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace Tesk::Command {
 
 static constexpr int sTimeout = 120'000;
-static constexpr uid_t sNobody = 65534;
 static constexpr int sCannotRun = 127;
 
 QJsonObject Outcome::json() const
@@ -58,13 +59,14 @@ Outcome CatalogueProcess::runInto(const QString &file, const QStringList &argume
     return finishOnCatalogue(process, arguments);
 }
 
-// For root nothing is read-only.
+// For root nothing is read-only, unless it goes without the right to pass over permissions.
 Outcome CatalogueProcess::runUnprivileged(const QStringList &arguments) const
 {
     QProcess process;
     if (::geteuid() == 0)
         process.setChildProcessModifier([] {
-            if (::setgid(sNobody) != 0 || ::setuid(sNobody) != 0)
+            if (::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE) != 0
+                || ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH) != 0)
                 ::_exit(sCannotRun);
         });
     return finishOnCatalogue(process, arguments);
@@ -76,14 +78,6 @@ Outcome CatalogueProcess::finishOnCatalogue(QProcess &process, const QStringList
     process.start(QStringLiteral(COMMAND_FILE),
                   QStringList{QStringLiteral("--catalogue"), catalogue()} + arguments);
     return finish(process);
-}
-
-void CatalogueProcess::giveFolderAway() const
-{
-    if (::geteuid() != 0)
-        return;
-    for (const QString &each : {m_folder.path(), catalogue()})
-        ASSERT_EQ(::chown(QFile::encodeName(each).constData(), sNobody, sNobody), 0);
 }
 
 Outcome CatalogueProcess::finish(QProcess &process)

@@ -49,9 +49,6 @@ protected:
     /// The same on the test's catalogue, by a user who may write only what the permissions say.
     Outcome runUnprivileged(const QStringList &arguments) const;
 
-    /// Gives the test's folder to the user of runUnprivileged().
-    void giveFolderAway() const;
-
     /// Imports the samples, and fails the test when that fails.
     void importSamples() const;
 
