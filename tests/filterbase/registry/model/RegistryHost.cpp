@@ -146,7 +146,7 @@ void RegistryModel::writeId(const QByteArray &id)
 
 void RegistryModel::openScope()
 {
-    m_scope.emplace();
+    m_scope = Scope{};
     m_scope->assets = m_assets;
     m_scope->formerIds = m_formerIds;
     m_scope->items = m_items;
