@@ -18,6 +18,7 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Tesk::FilterBase {
@@ -161,10 +162,7 @@ TEST_F(DynamicFilterAssetTest, makesRecordsThatBelongToNobodyElse)
 TEST_F(DynamicFilterAssetTest, makesRecordsThatLiveOnItsOwnThreadWhoeverRegisters)
 {
     const auto implementation = variation("a", QStringLiteral("default_float3"));
-    const std::unique_ptr<QThread> worker(QThread::create(
-            [&] { dynamic->registerImplementation(implementation->ownReference()); }));
-    worker->start();
-    worker->wait();
+    std::thread([&] { dynamic->registerImplementation(implementation->ownReference()); }).join();
 
     EXPECT_EQ(dynamic->types.begin()->second->thread(), QThread::currentThread());
 }

@@ -18,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Tesk::FilterBase {
@@ -348,9 +349,7 @@ TEST_F(DynamicFilterIODescTest, announcesEachInsertionToADescriptionThatListens)
 TEST_F(DynamicFilterIODescTest, movesADescriptionMadeByAWorkerToItsOwnThread)
 {
     type("a", {"x"});
-    const std::unique_ptr<QThread> worker(QThread::create([this] { dynamic->generateIODesc(); }));
-    worker->start();
-    worker->wait();
+    std::thread([this] { dynamic->generateIODesc(); }).join();
 
     EXPECT_EQ(dynamic->ioDesc.get()->thread(), QThread::currentThread());
     EXPECT_EQ(dynamic->ioDesc.get()->parameters.at(0)->thread(), QThread::currentThread());
@@ -361,10 +360,7 @@ TEST_F(DynamicFilterIODescTest, movesADescriptionReadByAWorkerToItsOwnThread)
     dynamic->ioDesc.set(descriptionOf({"x"}));
     const QByteArray bytes = FilterBaseTesting::stored(*dynamic);
     const auto read = dynamicFilter("read");
-    const std::unique_ptr<QThread> worker(
-            QThread::create([&] { FilterBaseTesting::readStored(bytes, *read); }));
-    worker->start();
-    worker->wait();
+    std::thread([&] { FilterBaseTesting::readStored(bytes, *read); }).join();
 
     EXPECT_EQ(read->ioDesc.get()->thread(), QThread::currentThread());
     EXPECT_EQ(read->ioDesc.get()->parameters.at(0)->thread(), QThread::currentThread());

@@ -19,6 +19,7 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -395,13 +396,11 @@ TEST_F(RecordMapTest, givesItsContentAsVariants)
 
 TEST_F(RecordMapTest, recordsOfAWorkerAreMovedToTheThreadOfTheFilter)
 {
-    const std::unique_ptr<QThread> worker(QThread::create([this] {
+    std::thread([this] {
         insert("a");
         insert("null", nullptr);
         dynamic->types.adoptOwnerThread();
-    }));
-    worker->start();
-    worker->wait();
+    }).join();
 
     EXPECT_EQ(dynamic->types.begin()->second->thread(), QThread::currentThread());
 }

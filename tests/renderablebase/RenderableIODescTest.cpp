@@ -13,6 +13,7 @@
 
 #include <memory>
 #include <random>
+#include <thread>
 
 namespace Tesk::RenderableBase {
 
@@ -164,14 +165,12 @@ TEST(RenderableIODescTest, sharesNoParameterWithItsClone)
 TEST(RenderableIODescTest, takesItsPartsAlongToAnotherThread)
 {
     std::shared_ptr<RenderableIODesc> description;
-    const std::unique_ptr<QThread> worker(QThread::create([&description] {
+    std::thread([&description] {
         description = std::make_shared<RenderableIODesc>();
         description->parameters.append(parameter(QStringLiteral("a"), 1));
         description->outputs.append(std::make_shared<OutputDesc>());
         description->moveWholeTo(QCoreApplication::instance()->thread());
-    }));
-    worker->start();
-    worker->wait();
+    }).join();
 
     EXPECT_EQ(description->thread(), QThread::currentThread());
     EXPECT_EQ(description->parameters.at(0)->thread(), QThread::currentThread());
@@ -182,14 +181,12 @@ TEST(RenderableIODescTest, leavesPartsThatLiveElsewhereWhereTheyAre)
 {
     const auto foreign = parameter(QStringLiteral("a"), 1); // lives on this thread
     std::shared_ptr<RenderableIODesc> description;
-    const std::unique_ptr<QThread> worker(QThread::create([&] {
+    std::thread([&] {
         description = std::make_shared<RenderableIODesc>();
         description->parameters.append(foreign);
         description->parameters.append(nullptr);
         description->moveWholeTo(QCoreApplication::instance()->thread());
-    }));
-    worker->start();
-    worker->wait();
+    }).join();
 
     EXPECT_EQ(description->thread(), QThread::currentThread());
     EXPECT_EQ(foreign->thread(), QThread::currentThread());
