@@ -63,7 +63,7 @@ TYPED_TEST(PublishedExceptionTest, leavesTheSourceOfAMoveWhole)
 
     assigned = std::move(source);
 
-    // NOLINTNEXTLINE(bugprone-use-after-move): that the source stays whole is what is tested
+    // That the source stays whole is what is tested.
     for (const TypeParam *each : {&assigned, &source}) {
         EXPECT_STREQ(each->what(), "message");
         EXPECT_EQ(each->trace(), std::vector<std::string>{"first"});
