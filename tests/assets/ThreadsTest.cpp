@@ -83,6 +83,43 @@ TEST_P(ThreadsTest, giveTheSameAssetToAllWhoCreateAnIdAtOnce)
     EXPECT_EQ(service->statistics().storedAssets, 100U);
 }
 
+TEST_P(ThreadsTest, cannotFindAnAssetThatIsStillBeingEncoded)
+{
+    std::vector<std::shared_ptr<Asset>> found;
+    NoteAsset::sOnEncoded = [&](const NoteAsset &) {
+        std::thread([&] {
+            for (const char *id : {"made", "inserted"})
+                found.push_back(service->getAssetFromId(id));
+        }).join();
+    };
+    service->getOrCreateReferenceForInternalAsset("made", NoteAsset::sTypeName);
+    service->insertAsset(NoteAsset::make(), "inserted", {});
+    NoteAsset::sOnEncoded = nullptr;
+
+    using testing::IsNull;
+    EXPECT_THAT(found, testing::ElementsAre(IsNull(), IsNull(), testing::NotNull(), IsNull()));
+}
+
+TEST_P(ThreadsTest, storeWhatIsWrittenToAnAssetTheMomentItIsFound)
+{
+    constexpr int count = 200;
+    together(2, [&](int thread) {
+        for (int number = 0; number < count; ++number) {
+            const QByteArray id = numbered("a", number);
+            if (thread == 0) {
+                service->getOrCreateReferenceForInternalAsset(id, NoteAsset::sTypeName);
+                continue;
+            }
+            while (!service->getAssetFromId(id))
+                std::this_thread::yield();
+            note(id)->text.set(QStringLiteral("written"));
+        }
+    });
+    reopen();
+    for (int number = 0; number < count; ++number)
+        EXPECT_EQ(note(numbered("a", number))->text.get(), QStringLiteral("written"));
+}
+
 TEST_P(ThreadsTest, decodeShellsThatTouchEachOtherOnce)
 {
     constexpr int pairs = 100;

@@ -77,7 +77,7 @@ std::vector<EncodedAsset> DatabaseCore::encode(const Batch &batch) const
         const std::lock_guard lock(m_mutex);
         for (const auto &change : batch.changes()) {
             if ((change->created || change->contentChanged) && change->slot->owner)
-                encoded.push_back({change.get(), change->slot->owner, {}});
+                encoded.push_back({change->slot->owner, change.get(), {}});
         }
     }
     // What a refresh made a shell again has nothing to be written.
@@ -85,7 +85,7 @@ std::vector<EncodedAsset> DatabaseCore::encode(const Batch &batch) const
         return !entry.change->created && entry.asset->isShell();
     });
     for (EncodedAsset &entry : encoded)
-        entry.encode();
+        entry.encode(*entry.change->record);
     return encoded;
 }
 

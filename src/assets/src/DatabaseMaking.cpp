@@ -47,11 +47,14 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
                            const MetaData &metaData, bool internal)
 {
     const QString typeName = asset->typeName();
+    if (!internal)
+        write.encode(record, asset);
     const std::lock_guard lock(m_mutex);
     checkOpenLocked();
     if (findLocked(record) != nullptr)
         return false;
     fileNewLocked(write, record, asset, typeName, name, metaData, internal);
+    write.storeLocked();
     return true;
 }
 
@@ -192,6 +195,8 @@ void DatabaseCore::insert(std::span<const NewAsset> assets)
     }
 
     Write write(*this);
+    for (std::size_t at = 0; at < assets.size(); ++at)
+        write.encode(*records[at], assets[at].asset);
     {
         const std::lock_guard lock(m_mutex);
         checkOpenLocked();
@@ -206,6 +211,7 @@ void DatabaseCore::insert(std::span<const NewAsset> assets)
             fileNewLocked(write, *records[at], assets[at].asset, prepared[at].typeName,
                           assets[at].name, prepared[at].metaData, false);
         }
+        write.storeLocked();
     }
     write.finish();
 }

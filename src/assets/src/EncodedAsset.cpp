@@ -1,14 +1,15 @@
 #include "EncodedAsset.h"
 
+#include "AssetRecord.h"
 #include "BodyCodec.h"
 
 #include <data/ClassRegistry.h>
 
 namespace Tesk::Assets {
 
-void EncodedAsset::encode()
+void EncodedAsset::encode(const AssetRecord &record)
 {
-    write.row.id = asset->ownReference().id();
+    write.row.id = idOf(record);
     write.row.className = asset->typeName();
     write.row.classVersion = Data::ClassRegistry::currentVersion(asset->typeName()).value_or(0);
     write.row.category = asset->category();

@@ -12,11 +12,12 @@ namespace Tesk::Assets {
 /// One asset whose body is to be written.
 struct EncodedAsset
 {
-    /// Asks the asset for all that is written of it; needs no lock, and must not hold one.
-    void encode();
+    /// Asks the asset for all that is written of it, under the id of the record, which it may
+    /// not have yet; needs no lock, and must not hold one.
+    void encode(const AssetRecord &record);
 
-    const PendingChange *change = nullptr;
     std::shared_ptr<Asset> asset;
+    const PendingChange *change = nullptr; // set before the asset is written
     AssetWrite write;
 };
 

@@ -1,7 +1,6 @@
 #include "Write.h"
 
 #include "BatchWriter.h"
-#include "EncodedAsset.h"
 
 namespace Tesk::Assets {
 
@@ -23,12 +22,19 @@ DatabaseCore::Write::~Write()
         m_core.rollBack(*m_own);
 }
 
+void DatabaseCore::Write::encode(const AssetRecord &record, const std::shared_ptr<Asset> &asset)
+{
+    if (m_own)
+        m_encoded.emplace_back(EncodedAsset{asset, nullptr, {}}).encode(record);
+}
+
 void DatabaseCore::Write::storeLocked()
 {
-    if (!m_own || m_own->isEmpty() || m_own->needsBodies())
+    if (!m_own || m_own->isEmpty() || (m_own->needsBodies() && m_encoded.empty()))
         return;
-    std::vector<EncodedAsset> none;
-    BatchWriter(*m_core.m_store, *m_own).write(none, SyncLevel::Process);
+    for (EncodedAsset &entry : m_encoded)
+        entry.change = m_own->find(*entry.asset->ownReference().record());
+    BatchWriter(*m_core.m_store, *m_own).write(m_encoded, SyncLevel::Process);
     m_isStored = true;
     m_core.settleLocked(*m_own);
     m_changes = m_own->notices();

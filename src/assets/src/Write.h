@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DatabaseCore.h"
+#include "EncodedAsset.h"
 
 namespace Tesk::Assets {
 
@@ -16,6 +17,9 @@ public:
 
     /// To be used under the mutex of the database only.
     Batch &batch() { return *m_batch; }
+    /// Encodes a new asset, unless a scope will; without a lock, and before the asset is filed:
+    /// afterwards any thread may find it, and change it.
+    void encode(const AssetRecord &record, const std::shared_ptr<Asset> &asset);
     /// Stores the write now, unless a scope will or a body has to be encoded first.
     ///
     /// Whoever changed live objects under the mutex does this before giving it up: what is
@@ -27,6 +31,7 @@ private:
     DatabaseCore &m_core;
     std::unique_ptr<Batch> m_own; // null inside a scope
     Batch *m_batch;
+    std::vector<EncodedAsset> m_encoded; // new assets of the own batch
     bool m_isStored = false;
     std::vector<AssetChange> m_changes; // of what is stored
 };

@@ -9,6 +9,7 @@ namespace Tesk::Assets {
 
 const QString NoteAsset::sTypeName = QStringLiteral("Tesk::Assets::NoteAsset");
 std::function<void(NoteAsset &)> NoteAsset::sOnLoaded;
+std::function<void(const NoteAsset &)> NoteAsset::sOnEncoded;
 
 void NoteAsset::registerType()
 {
@@ -49,6 +50,8 @@ const QString &NoteAsset::typeName() const
 const QString &NoteAsset::category() const
 {
     static const QString category = QStringLiteral("note");
+    if (sOnEncoded)
+        sOnEncoded(*this);
     return category;
 }
 

@@ -40,6 +40,9 @@ public:
 
     /// Runs in onLoadedFromDisk() of every note.
     static std::function<void(NoteAsset &)> sOnLoaded;
+
+    /// Runs in category() of every note, for which the database asks when it encodes it.
+    static std::function<void(const NoteAsset &)> sOnEncoded;
 };
 
 } // namespace Tesk::Assets
