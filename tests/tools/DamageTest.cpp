@@ -130,6 +130,20 @@ TEST_F(DamageTest, takesABrokenDynamicFilterOutForTheImportToBringBack)
     EXPECT_THAT(text("pick weave --type color"), HasSubstr("ND_weave_color3 (found by type)"));
 }
 
+TEST_F(DamageTest, stopsAnImportThatMeetsABrokenDynamicFilterAndChangesNothing)
+{
+    breakBody(idOf("weave").c_str());
+    const QString before = ask("check").output;
+
+    const Outcome outcome = run({QStringLiteral("import"), QStringLiteral(SAMPLES_FOLDER)});
+
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_THAT(outcome.errors.toStdString(), HasSubstr("filterbase: Cannot read the body of "));
+    EXPECT_THAT(outcome.errors.toStdString(), HasSubstr("\"filterbase check --repair\" mends"));
+    EXPECT_EQ(ask("check").output, before);
+    EXPECT_THAT(before.toStdString(), HasSubstr("2 faults"));
+}
+
 TEST_F(DamageTest, dropsAnItemThatNamesNothing)
 {
     removeRow("filterDesc://dust");
