@@ -17,6 +17,11 @@ NodeName::NodeName(QLatin1StringView text)
 
 NodeName::NodeName(QStringView text)
 {
+    if (text.size() <= qsizetype(sInlineSize) && isAscii(text)) [[likely]] {
+        writeAscii(m_inline.data(), text);
+        m_view = std::string_view(m_inline.data(), static_cast<std::size_t>(text.size()));
+        return;
+    }
     const std::size_t size = utf8Size(text);
     char *out = m_inline.data();
     if (size > sInlineSize) {

@@ -2,6 +2,7 @@
 
 #include <QChar>
 
+#include <array>
 #include <cstdint>
 
 namespace Tesk::Data::Serialization {
@@ -48,40 +49,21 @@ bool startsPair(QStringView text, qsizetype at)
     return text[at].isHighSurrogate() && at + 1 < text.size() && text[at + 1].isLowSurrogate();
 }
 
-// Nearly all text is ASCII: it is looked at four units at a time, and narrowed eight at a time.
-bool isAscii(QStringView text)
+using Units [[gnu::vector_size(16)]] = std::uint16_t;
+using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
+constexpr qsizetype block = sizeof(Units) / sizeof(std::uint16_t);
+
+Units blockAt(const char16_t *units)
 {
-    constexpr quint64 beyondAscii = 0xff80ff80ff80ff80;
-    constexpr qsizetype step = sizeof(quint64) / sizeof(char16_t);
-    const char16_t *const units = text.utf16();
-    quint64 seen = 0;
-    qsizetype at = 0;
-    for (; at + step <= text.size(); at += step) {
-        quint64 word = 0;
-        std::memcpy(&word, units + at, sizeof(word));
-        seen |= word;
-    }
-    for (; at < text.size(); ++at)
-        seen |= units[at];
-    return (seen & beyondAscii) == 0;
+    Units loaded;
+    std::memcpy(&loaded, units, sizeof(loaded));
+    return loaded;
 }
 
-char *writeAscii(char *out, QStringView text)
+void narrowBlock(char *out, const char16_t *units)
 {
-    using Units [[gnu::vector_size(16)]] = std::uint16_t;
-    using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
-    constexpr qsizetype step = sizeof(Units) / sizeof(std::uint16_t);
-    const char16_t *const units = text.utf16();
-    qsizetype at = 0;
-    for (; at + step <= text.size(); at += step) {
-        Units block;
-        std::memcpy(&block, units + at, sizeof(block));
-        const Bytes bytes = __builtin_convertvector(block, Bytes);
-        std::memcpy(out + at, &bytes, sizeof(bytes));
-    }
-    for (; at < text.size(); ++at)
-        out[at] = static_cast<char>(units[at]);
-    return out + text.size();
+    const Bytes bytes = __builtin_convertvector(blockAt(units), Bytes);
+    std::memcpy(out, &bytes, sizeof(bytes));
 }
 
 } // namespace
@@ -96,6 +78,42 @@ std::size_t validUtf8Prefix(std::string_view text)
         at += size;
     }
     return at;
+}
+
+// Nearly all text is ASCII: eight units are looked at and narrowed at a time. The last block
+// overlaps the one before it instead of looping over a rest.
+bool isAscii(QStringView text)
+{
+    constexpr quint64 beyondAscii = 0xff80ff80ff80ff80;
+    const char16_t *const units = text.utf16();
+    if (text.size() < block) {
+        unsigned seen = 0;
+        for (qsizetype at = 0; at < text.size(); ++at)
+            seen |= units[at];
+        return seen < 0x80;
+    }
+    const qsizetype last = text.size() - block;
+    Units seen = blockAt(units + last);
+    for (qsizetype at = 0; at < last; at += block)
+        seen |= blockAt(units + at);
+    std::array<quint64, 2> words = {};
+    std::memcpy(words.data(), &seen, sizeof(seen));
+    return ((words[0] | words[1]) & beyondAscii) == 0;
+}
+
+char *writeAscii(char *out, QStringView text)
+{
+    const char16_t *const units = text.utf16();
+    if (text.size() < block) {
+        for (qsizetype at = 0; at < text.size(); ++at)
+            out[at] = static_cast<char>(units[at]);
+    } else {
+        const qsizetype last = text.size() - block;
+        for (qsizetype at = 0; at < last; at += block)
+            narrowBlock(out + at, units + at);
+        narrowBlock(out + last, units + last);
+    }
+    return out + text.size();
 }
 
 std::size_t utf8Size(QStringView text)

@@ -36,6 +36,10 @@ inline bool isValidUtf8(std::string_view text)
     return isAscii(text.data(), text.size()) || validUtf8Prefix(text) == text.size();
 }
 
+bool isAscii(QStringView text);
+/// Writes the units of \a text, which must all be ASCII, and returns the end.
+char *writeAscii(char *out, QStringView text);
+
 /// How many bytes writeUtf8() writes.
 std::size_t utf8Size(QStringView text);
 /// The place of the first surrogate without its other half, -1 when there is none.
