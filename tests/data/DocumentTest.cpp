@@ -53,6 +53,34 @@ TEST(DocumentTest, startsAsAnEmptyObjectAfterAnotherOneWasDropped)
     }
 }
 
+TEST(DocumentTest, theNamesOfADroppedDocumentDoNotCountAmongThoseOfTheNext)
+{
+    const TestSupport::RecordedLog log; // keeps the error out of the output
+    const auto addNames = [](Document &document, const QString &prefix, quint32 count) {
+        Node item = document.root().addArray("item", "item").append();
+        for (quint32 number = 1; number < count; ++number) {
+            item.addObject(prefix + QString::number(number));
+            item.clear();
+        }
+        return item;
+    };
+    {
+        Document dropped;
+        addNames(dropped, QStringLiteral("dropped"), 400);
+    }
+    Document document;
+    Node item = addNames(document, QStringLiteral("kept"), CborLimits::sMaxNames);
+
+    EXPECT_EQ(raisedBy([&] { item.addObject("dropped7"); }),
+              "Cannot add the name \"dropped7\": the document has 65536 names, the most it can "
+              "have");
+    item.addObject("kept7");
+
+    document.clear();
+    addNames(document, QStringLiteral("again"), CborLimits::sMaxNames);
+    EXPECT_EQ(document.root().children().size(), 1);
+}
+
 TEST(DocumentTest, keepsItsTextsWhenDocumentsAroundItAreDropped)
 {
     Document kept;

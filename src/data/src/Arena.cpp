@@ -93,50 +93,42 @@ const Slot &Arena::classInfo(quint32 index) const
     return m_slots[slot.children.extra];
 }
 
-quint32 Arena::internName(std::string_view name)
+quint32 Arena::addName(std::string_view name)
 {
-    const quint32 known = m_names.find(name);
-    if (known != 0)
-        return known;
-    checkName(name);
-    if (m_names.count() == CborLimits::sMaxNames) {
+    if (m_names.find(name) == 0)
+        checkName(name);
+    if (m_names.usedCount() == CborLimits::sMaxNames) {
         raiseSerialization(TESK_HERE,
                            QStringLiteral("Cannot add the name %1: the document has %2 names, "
                                           "the most it can have")
                                    .arg(quoted(name))
                                    .arg(CborLimits::sMaxNames));
     }
-    return m_names.insert(keepBytes(name));
+    return m_names.use(name);
 }
 
-quint32 Arena::appendChild(quint32 parent, quint32 name)
+void Arena::raiseFull()
 {
-    if (m_slots.size() == sNoObject)
-        raiseSerialization(TESK_HERE, QStringLiteral("Cannot add a node: the document is full"));
-    const auto child = static_cast<quint32>(m_slots.size());
-    m_slots.emplace_back(SlotKind::Object, name);
-    Slot::Children &list = m_slots[parent].children;
-    if (list.first == 0)
-        list.first = child;
-    else
-        m_slots[list.last].next = child;
-    list.last = child;
-    ++list.count;
-    return child;
+    raiseSerialization(TESK_HERE, QStringLiteral("Cannot add a node: the document is full"));
 }
 
 quint32 Arena::addChild(quint32 parent, std::string_view name)
 {
-    requireObject(parent);
+    if (!m_slots[parent].isObject()) [[unlikely]]
+        raiseNoObject(parent);
     const quint32 id = internName(name);
-    if (isNameTaken(parent, id)) {
-        raiseSerialization(TESK_HERE, QStringLiteral("Cannot add %1 to %2: the name is taken")
-                                              .arg(quoted(name), describe(parent)));
-    }
+    if (isNameTaken(parent, id)) [[unlikely]]
+        raiseNameTaken(parent, name);
     const quint32 child = appendChild(parent, id);
     if (m_markedObject == parent)
         m_names.mark(id);
     return child;
+}
+
+void Arena::raiseNameTaken(quint32 parent, std::string_view name) const
+{
+    raiseSerialization(TESK_HERE, QStringLiteral("Cannot add %1 to %2: the name is taken")
+                                          .arg(quoted(name), describe(parent)));
 }
 
 bool Arena::isNameTaken(quint32 parent, quint32 name)
@@ -156,14 +148,11 @@ void Arena::markNamesOf(quint32 parent)
     m_markedObject = parent;
 }
 
-void Arena::requireObject(quint32 index) const
+void Arena::raiseNoObject(quint32 index) const
 {
-    const Slot &slot = m_slots[index];
-    if (slot.isObject())
-        return;
     raiseSerialization(TESK_HERE,
                        QStringLiteral("Cannot add to %1: it holds %2, expected an object")
-                               .arg(describe(index), kindText(slot.kind())));
+                               .arg(describe(index), kindText(m_slots[index].kind())));
 }
 
 void Arena::removeChild(quint32 parent, quint32 child)
@@ -199,7 +188,8 @@ void Arena::renameChild(quint32 parent, quint32 child, std::string_view name)
 
 void Arena::setClassInfo(quint32 object, std::string_view className, qint32 version)
 {
-    requireObject(object);
+    if (!m_slots[object].isObject())
+        raiseNoObject(object);
     const std::string_view kept = keepBytes(className);
     quint32 info = m_slots[object].children.extra;
     if (info == 0) {
@@ -284,6 +274,12 @@ std::string_view Arena::keepText(std::string_view text)
 
 std::string_view Arena::keepText(QStringView text)
 {
+    if (isAscii(text)) {
+        const auto units = static_cast<std::size_t>(text.size());
+        char *const narrowed = allocate(units);
+        writeAscii(narrowed, text);
+        return {narrowed, units};
+    }
     const qsizetype lone = firstLoneSurrogate(text);
     if (lone >= 0) {
         raiseSerialization(TESK_HERE,
@@ -343,9 +339,12 @@ void Arena::reserveMore(qsizetype slotCount)
 
 void Arena::clear()
 {
+    if (isSmall())
+        m_names.startDocument();
+    else
+        m_names.clear();
     m_slots.clear();
     m_slots.emplace_back(SlotKind::Object);
-    m_names.clear();
     m_source.clear();
     const bool isOneOfUsualSize = m_chunks.size() == 1 && m_free != nullptr;
     if (!isOneOfUsualSize)

@@ -100,9 +100,24 @@ public:
     /// Raises when the slot has none.
     const Slot &classInfo(quint32 index) const;
 
-    quint32 internName(std::string_view name);
+    quint32 internName(std::string_view name)
+    {
+        const quint32 known = m_names.findUsed(name);
+        return known != 0 ? known : addName(name);
+    }
     /// Appends an empty object as the last child and returns it; the caller makes it what it is.
-    quint32 appendChild(quint32 parent, quint32 name);
+    quint32 appendChild(quint32 parent, quint32 name)
+    {
+        if (m_slots.size() == sNoObject) [[unlikely]]
+            raiseFull();
+        const auto child = static_cast<quint32>(m_slots.size());
+        m_slots.emplace_back(SlotKind::Object, name);
+        Slot::Children &list = m_slots[parent].children;
+        (list.first == 0 ? list.first : m_slots[list.last].next) = child;
+        list.last = child;
+        ++list.count;
+        return child;
+    }
     /// As appendChild(), for an object: raises when the name is taken.
     quint32 addChild(quint32 parent, std::string_view name);
     void removeChild(quint32 parent, quint32 child);
@@ -131,9 +146,12 @@ public:
     QString describe(quint32 index) const;
 
 private:
+    quint32 addName(std::string_view name);
+    [[noreturn]] static void raiseFull();
+    [[noreturn]] void raiseNoObject(quint32 index) const;
+    [[noreturn]] void raiseNameTaken(quint32 parent, std::string_view name) const;
     bool isNameTaken(quint32 parent, quint32 name);
     void markNamesOf(quint32 parent);
-    void requireObject(quint32 index) const;
     void copyTree(quint32 index, const Arena &source, quint32 sourceIndex, int depth);
     void copyOwn(Slot &target, const Arena &source, const Slot &from);
     char *allocate(std::size_t size);

@@ -342,17 +342,19 @@ quint32 CborDecoder::addSlot(quint32 name)
 quint32 CborDecoder::intern(std::string_view name, const uchar *itemAt)
 {
     NameTable &names = m_arena.names();
-    const quint32 known = names.find(name);
+    const quint32 known = names.findUsed(name);
     if (known != 0) [[likely]]
         return known;
-    const QString fault = nameFault(name);
-    if (!fault.isEmpty())
-        fail(itemAt, TESK_HERE, fault);
-    if (names.count() == CborLimits::sMaxNames) {
+    if (names.find(name) == 0) {
+        const QString fault = nameFault(name);
+        if (!fault.isEmpty())
+            fail(itemAt, TESK_HERE, fault);
+    }
+    if (names.usedCount() == CborLimits::sMaxNames) {
         fail(itemAt, TESK_HERE,
              QStringLiteral("more than %1 different names").arg(CborLimits::sMaxNames));
     }
-    return names.insert(name);
+    return names.use(name);
 }
 
 void CborDecoder::enterContainer(const Head &head, quint64 items, quint64 bytesPerItem, int depth)

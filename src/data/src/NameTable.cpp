@@ -2,6 +2,8 @@
 
 #include <QHashSeed>
 
+#include <algorithm>
+
 namespace Tesk::Data::Serialization {
 
 namespace {
@@ -21,17 +23,33 @@ void NameTable::clear()
 {
     m_entries.assign(1, Entry());
     m_index.assign(firstIndexSize, 0);
+    m_texts.release();
     m_mark = 0;
+    m_document = 1;
+    m_used = 0;
 }
 
-quint32 NameTable::insert(std::string_view name)
+void NameTable::startDocument()
 {
+    ++m_document;
+    m_used = 0;
+}
+
+quint32 NameTable::use(std::string_view name)
+{
+    ++m_used;
+    if (const quint32 known = find(name)) {
+        m_entries[known].document = m_document;
+        return known;
+    }
     if (m_entries.size() * 2 > m_index.size())
         grow();
     const Words words = wordsOf(name);
     const std::size_t slot = slotFor(name, words);
     const auto id = static_cast<quint32>(m_entries.size());
-    m_entries.push_back({name.data(), name.size(), words, 0});
+    auto *const text = static_cast<char *>(m_texts.allocate(name.size(), 1));
+    std::copy(name.begin(), name.end(), text);
+    m_entries.push_back({text, static_cast<quint32>(name.size()), m_document, words, 0});
     m_index[slot] = id;
     return id;
 }

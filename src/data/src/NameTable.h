@@ -3,17 +3,21 @@
 #include <QtGlobal>
 
 #include <cstring>
+#include <memory_resource>
 #include <string_view>
 #include <vector>
 
 namespace Tesk::Data::Serialization {
 
-/// The distinct names of one document, each known by a small number. 0 is "no name".
+/// Names, each known by a small number. 0 is "no name".
+///
+/// One document after another uses the table: the names of the earlier ones stay, since those
+/// of the next are mostly the same.
 ///
 /// Most names have at most 16 bytes; two loads that overlap where needed hold such a name
 /// whole, so that finding it compares two words and never looks at the text.
 ///
-/// Ownership: borrows the names' bytes.
+/// Ownership: owns copies of the names.
 class NameTable
 {
 public:
@@ -21,17 +25,28 @@ public:
 
     /// 0 when it is not there.
     quint32 find(std::string_view name) const { return m_index[slotFor(name, wordsOf(name))]; }
-    /// \a name must not be there yet.
-    quint32 insert(std::string_view name);
+    /// 0 when the current document has no such name, even if it is there.
+    quint32 findUsed(std::string_view name) const
+    {
+        const quint32 id = find(name);
+        return m_entries[id].document == m_document ? id : 0;
+    }
+    /// Makes \a name, which it does not have yet, one of the current document.
+    quint32 use(std::string_view name);
 
     std::string_view text(quint32 id) const { return {m_entries[id].data, m_entries[id].size}; }
+    /// All names, whichever document they came with.
     quint32 count() const { return static_cast<quint32>(m_entries.size() - 1); }
+    /// The names of the current document.
+    quint32 usedCount() const { return m_used; }
 
     /// Starts a new set of marked names, empty.
     void startMarks() { ++m_mark; }
     bool isMarked(quint32 id) const { return m_entries[id].mark == m_mark; }
     void mark(quint32 id) { m_entries[id].mark = m_mark; }
 
+    /// Starts a document that uses no name yet.
+    void startDocument();
     void clear();
 
 private:
@@ -43,7 +58,8 @@ private:
     struct Entry
     {
         const char *data = nullptr;
-        std::size_t size = 0;
+        quint32 size = 0;
+        quint32 document = 0; ///< the last one that used the name, from 1
         Words words;
         quint64 mark = 0;
     };
@@ -111,7 +127,10 @@ private:
 
     std::vector<Entry> m_entries; // by id; the first stands for "no name"
     std::vector<quint32> m_index; // open addressing, a power of two, at most half full
+    std::pmr::monotonic_buffer_resource m_texts;
     quint64 m_mark = 0;
+    quint32 m_document = 1;
+    quint32 m_used = 0;
     quint64 m_seed; // names come from files: nobody shall choose those that collide
 };
 
