@@ -101,6 +101,9 @@ struct RawImport
         for (const AssetWrite &write : import.writes) {
             names.push_back(write.row.name.toUtf8());
             keys.push_back(write.row.name.toLower().toUtf8());
+            metaDataRows.push_back(QByteArray::fromHex("850303000770") + names.back()
+                                   + QByteArray::fromHex("85040300076e") + "dynamic_filter"
+                                   + QByteArray::fromHex("85050c0001f4"));
         }
     }
 
@@ -119,16 +122,12 @@ struct RawImport
                                "category_k, flags, revision, changed, created, modified) "
                                "VALUES (?1, 1, 0, ?2, ?3, 2, 0, 1, 1, 0, 0)");
             RawStatement body(handle, "INSERT INTO body VALUES (?1, 1, 0, ?2)");
-            RawStatement meta(handle, "INSERT INTO meta VALUES (?1, ?2, 3, 0, 7, ?3)");
-            const QByteArray type = "dynamic_filter";
-            const QByteArray hidden = "0";
+            RawStatement metaData(handle, "INSERT INTO metadata VALUES (?1, 1, 3, ?2)");
             for (std::size_t index = 0; index < names.size(); ++index) {
                 asset.blob(source.ids[index]).text(names[index]).text(keys[index]).run();
                 const sqlite3_int64 key = sqlite3_last_insert_rowid(handle);
                 body.integer(key).blob(source.writes[index].body->data).run();
-                meta.integer(key).integer(3).text(names[index]).run();
-                meta.integer(key).integer(4).text(type).run();
-                meta.integer(key).integer(5).text(hidden).run();
+                metaData.integer(key).blob(metaDataRows[index]).run();
             }
         }
         sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr);
@@ -138,6 +137,7 @@ struct RawImport
     const Import &source;
     std::vector<QByteArray> names;
     std::vector<QByteArray> keys;
+    std::vector<QByteArray> metaDataRows;
 };
 
 QString newFile(const QTemporaryDir &folder)

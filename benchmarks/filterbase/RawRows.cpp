@@ -103,7 +103,7 @@ RawRows::RawRows(RawFile &file, qint64 firstAsset)
             {"term", "1"},
             {"asset", "k > %1"},
             {"body", "asset_k > %1"},
-            {"meta", "asset_k > %1"},
+            {"metadata", "asset_k > %1"},
             {"collection_item", "1"},
             {"dependency", "asset_k > %1"},
     };

@@ -1,9 +1,8 @@
 #include "SqliteAssetWriter.h"
 
-#include "SqliteMetaRows.h"
+#include "BodyHash.h"
+#include "SqliteMetaData.h"
 #include "SqliteQuery.h"
-#include "SqliteRows.h"
-#include "SqliteValue.h"
 #include "StoreChecks.h"
 
 #include <QDateTime>
@@ -20,14 +19,7 @@ SqliteAssetWriter::SqliteAssetWriter(SqliteCore &core, const Place &place)
     , m_now(QDateTime::currentMSecsSinceEpoch())
     , m_hasDanglingItems(hasRow("SELECT 1 FROM collection_item WHERE item_k IS NULL LIMIT 1"))
     , m_hasRemoved(hasRow("SELECT 1 FROM removed LIMIT 1"))
-{
-    core.incomingMetaRows->clear(); // of a write that failed
-}
-
-void SqliteAssetWriter::finish()
-{
-    m_core.incomingMetaRows->store();
-}
+{}
 
 bool SqliteAssetWriter::hasRow(const char *sql)
 {
@@ -153,16 +145,12 @@ void SqliteAssetWriter::writeBody(qint64 key, const BodyRow &body)
 
 void SqliteAssetWriter::writeMetaData(qint64 key, bool isNew, const std::vector<MetaRow> &rows)
 {
-    SqliteMetaRows &incoming = *m_core.incomingMetaRows;
-    if (!isNew) {
-        incoming.store(); // among them may be some of this asset, if it is written twice
-        SqliteQuery(*m_core.connection, "DELETE FROM meta WHERE asset_k = ?1").bind(key).run();
-    }
+    if (isNew && rows.empty())
+        return;
+    m_metaData.clear();
     for (const MetaRow &row : rows)
-        incoming.add({key, m_core.requireTerm(row.key), row.type, row.accessibility,
-                      SqliteValue(row.value)});
-    if (incoming.isFull())
-        incoming.store();
+        m_metaData.append(m_core.requireTerm(row.key), row);
+    SqliteMetaData::store(m_core, key, m_metaData);
 }
 
 void SqliteAssetWriter::writeNextVersion(qint64 key, bool isNew, const QByteArray &id,

@@ -2,6 +2,7 @@
 
 #include "Place.h"
 #include "SqliteCore.h"
+#include "StoredMetaData.h"
 
 #include <assets/StoreRows.h>
 
@@ -23,9 +24,6 @@ public:
 
     /// Returns the new revision; raises where the asset is not in the state expected.
     qint64 write(const AssetWrite &write);
-
-    /// Writes what was gathered.
-    void finish();
 
 private:
     struct Existing
@@ -53,6 +51,7 @@ private:
     const qint64 m_now;
     const bool m_hasDanglingItems; // nearly always false, and then new assets need not look
     const bool m_hasRemoved;
+    StoredMetaData m_metaData; // one for all assets, for its memory
 };
 
 } // namespace Tesk::Assets

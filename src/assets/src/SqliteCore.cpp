@@ -1,6 +1,6 @@
 #include "SqliteCore.h"
 
-#include "SqliteMetaRows.h"
+#include "SqliteOldMetaData.h"
 #include "SqliteSchema.h"
 #include "StoreChecks.h"
 
@@ -51,6 +51,7 @@ std::unique_ptr<SqliteConnection> SqliteCore::connect(int flags, bool immutable)
     sqlite3_db_config(result->handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     // Until the file is known to be ours not a byte of it may change, at closing neither.
     sqlite3_db_config(result->handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    SqliteOldMetaData::registerFunction(*result);
     return result;
 }
 
@@ -117,8 +118,9 @@ void SqliteCore::openFile(SqliteStore::Mode mode)
                            QStringLiteral("Cannot open \"%1\": it is empty; choose another file, "
                                           "or create a database in its place")
                                    .arg(path));
+    isOlder = isReadOnly && state.version < SqliteStore::sSchemaVersion;
     if (isReadOnly)
-        SqliteSchema::configureReading(*connection); // every schema up to ours reads the same
+        SqliteSchema::configureReading(*connection);
     else
         prepareForWriting();
     connection->setPatient(false);
@@ -156,7 +158,6 @@ void SqliteCore::prepareForWriting()
         state = SqliteSchema::inspect(*connection);
     }
     sqlite3_db_config(connection->handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-    incomingMetaRows = std::make_unique<SqliteMetaRows>(*connection);
     if (state.version == SqliteStore::sSchemaVersion)
         return;
 
@@ -201,9 +202,7 @@ void SqliteCore::beginImmediate()
 /// Raises NewerSchema where a newer program migrated the file since it was opened.
 void SqliteCore::requireOwnSchema()
 {
-    SqliteQuery query(*connection, "PRAGMA user_version");
-    query.next();
-    const qint64 version = query.integer(0);
+    const qint64 version = storedSchema();
     if (version != SqliteStore::sSchemaVersion)
         StoreChecks::raise(connection->place(), Code::NewerSchema,
                            QStringLiteral("Cannot write to \"%1\": another program has brought it "
@@ -211,6 +210,19 @@ void SqliteCore::requireOwnSchema()
                                           "open it with a newer version of the program")
                                    .arg(path, QString::number(version),
                                         QString::number(SqliteStore::sSchemaVersion)));
+}
+
+qint64 SqliteCore::storedSchema()
+{
+    SqliteQuery query(*connection, "PRAGMA user_version");
+    query.next();
+    return query.integer(0);
+}
+
+bool SqliteCore::hasOldMetaData()
+{
+    constexpr qint64 sFirstWithOneRow = 3;
+    return isOlder && storedSchema() < sFirstWithOneRow;
 }
 
 void SqliteCore::endBurstTransaction()

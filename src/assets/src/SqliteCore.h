@@ -12,8 +12,6 @@
 
 namespace Tesk::Assets {
 
-class SqliteMetaRows;
-
 /// The open file behind a SqliteStore: its transactions, and what all operations share.
 ///
 /// Threads: read() and change() take the mutex; what they call expects it.
@@ -52,6 +50,10 @@ public:
     /// Notes that something of the asset changed.
     void touch(qint64 assetKey);
 
+    /// Returns whether each piece of metadata is still a row of its own; asked in a transaction, as
+    /// another process may bring the file up to date at any time.
+    bool hasOldMetaData();
+
     std::optional<qint64> findTerm(const QString &text);
     qint64 requireTerm(const QString &text);
     QString termText(qint64 key);
@@ -60,10 +62,10 @@ public:
     const QString path;
     QByteArray databaseId;   // fixed after construction
     bool isReadOnly = false; // fixed after construction
+    bool isOlder = false;    // fixed after construction: of an older schema, and only read
 
     // guarded by mutex
-    std::unique_ptr<SqliteMetaRows> incomingMetaRows; ///< null where only reading is possible
-    std::unique_ptr<SqliteConnection> connection;     ///< ends before what it reads from
+    std::unique_ptr<SqliteConnection> connection;
     bool isInTransaction = false;
     qint64 seenGeneration = 0;
 
@@ -81,6 +83,7 @@ private:
     std::unique_ptr<SqliteConnection> connect(int flags, bool immutable) const;
     void requireUsable(const Place &place, bool isWrite);
     void beginImmediate();
+    qint64 storedSchema();
     void requireOwnSchema();
     void endBurstTransaction();
     void noteCommit();

@@ -3,13 +3,12 @@
 namespace Tesk::Assets {
 
 SqliteIdStatement::SqliteIdStatement(const std::string &columns, const std::string &joins)
-    : m_placeColumn(static_cast<int>(std::count(columns.begin(), columns.end(), ',')) + 1)
-    , m_forOne("SELECT " + columns + ", 0 FROM asset " + joins + " WHERE asset.id = ?2")
+    : m_forOne("SELECT " + columns + ", 0 FROM asset " + joins + " WHERE asset.id = ?1")
     , m_forBlock([&] {
         std::string sql = "WITH wanted (place, id) AS (VALUES ";
         for (std::size_t place = 0; place < sBlockSize; ++place) {
             sql += (place == 0 ? "(" : ", (") + std::to_string(place) + ", ?"
-                   + std::to_string(place + 2) + ')';
+                   + std::to_string(place + 1) + ')';
         }
         // CROSS keeps the ids the outer loop, whatever SQLite thinks of the tables' sizes.
         return sql + ") SELECT " + columns

@@ -91,6 +91,11 @@ qint64 SqliteQuery::run()
     return sqlite3_changes64(m_connection.handle());
 }
 
+int SqliteQuery::columnCount() const
+{
+    return sqlite3_column_count(m_statement);
+}
+
 bool SqliteQuery::isNull(int column) const
 {
     return sqlite3_column_type(m_statement, column) == SQLITE_NULL;
@@ -107,6 +112,11 @@ double SqliteQuery::real(int column) const
 }
 
 QByteArray SqliteQuery::bytes(int column) const
+{
+    return bytesView(column).toByteArray();
+}
+
+QByteArrayView SqliteQuery::bytesView(int column) const
 {
     const void *const data = sqlite3_column_blob(m_statement, column);
     const int size = sqlite3_column_bytes(m_statement, column);

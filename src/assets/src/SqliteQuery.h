@@ -3,6 +3,7 @@
 #include "SqliteConnection.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <optional>
@@ -39,10 +40,12 @@ public:
     /// Runs a statement that gives no rows; returns how many it changed.
     qint64 run();
 
+    int columnCount() const;
     bool isNull(int column) const;
     qint64 integer(int column) const;
     double real(int column) const;
     QByteArray bytes(int column) const;
+    QByteArrayView bytesView(int column) const; ///< valid until the next row
     QString text(int column) const;
 
 private:

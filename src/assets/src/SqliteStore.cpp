@@ -113,19 +113,24 @@ StoreStatistics SqliteStore::statistics() const
     return m_core->read(TESK_PLACE, true, [this] {
         SqliteQuery query(*m_core->connection,
                           "SELECT (SELECT COUNT(*) FROM asset), "
-                          "(SELECT COUNT(*) FROM collection_item), (SELECT COUNT(*) FROM meta), "
+                          "(SELECT COUNT(*) FROM collection_item), "
                           "(SELECT COUNT(*) FROM version_edge), (SELECT COUNT(*) FROM dependency), "
                           "(SELECT COUNT(*) FROM thumbnail), "
                           "(SELECT COALESCE(SUM(LENGTH(data)), 0) FROM body)");
         query.next();
+        SqliteQuery items(*m_core->connection,
+                          m_core->hasOldMetaData()
+                                  ? "SELECT COUNT(*) FROM meta"
+                                  : "SELECT COALESCE(SUM(items), 0) FROM metadata");
+        items.next();
         StoreStatistics statistics;
         statistics.assets = query.integer(0);
         statistics.collectionItems = query.integer(1);
-        statistics.metaDataItems = query.integer(2);
-        statistics.versionEdges = query.integer(3);
-        statistics.dependencies = query.integer(4);
-        statistics.thumbnails = query.integer(5);
-        statistics.bodyBytes = query.integer(6);
+        statistics.metaDataItems = items.integer(0);
+        statistics.versionEdges = query.integer(2);
+        statistics.dependencies = query.integer(3);
+        statistics.thumbnails = query.integer(4);
+        statistics.bodyBytes = query.integer(5);
         statistics.storageBytes = QFileInfo(m_core->path).size()
                                   + QFileInfo(m_core->path + QStringLiteral("-wal")).size();
         return statistics;

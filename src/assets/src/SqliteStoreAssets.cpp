@@ -1,9 +1,9 @@
 #include <assets/SqliteStore.h>
 
+#include "BodyHash.h"
 #include "SqliteAssetWriter.h"
 #include "SqliteCore.h"
 #include "SqliteIdStatement.h"
-#include "SqliteRows.h"
 #include "StoreChecks.h"
 
 #include <QDateTime>
@@ -40,7 +40,7 @@ std::vector<std::optional<AssetRow>> SqliteStore::loadRows(std::span<const QByte
     static const auto &statement = *new SqliteIdStatement(ASSET_COLUMNS, "");
     return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
         std::vector<std::optional<AssetRow>> rows(ids.size());
-        statement.run(*m_core->connection, ids, 0, [&](std::size_t at, const SqliteQuery &row) {
+        statement.run(*m_core->connection, ids, [&](std::size_t at, const SqliteQuery &row) {
             rows[at] = readAssetRow(*m_core, row);
         });
         return rows;
@@ -53,7 +53,7 @@ std::vector<std::optional<StoredAsset>> SqliteStore::load(std::span<const QByteA
             ASSET_COLUMNS ", body.encoding, body.data", "LEFT JOIN body ON body.asset_k = asset.k");
     return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
         std::vector<std::optional<StoredAsset>> assets(ids.size());
-        statement.run(*m_core->connection, ids, 0, [&](std::size_t at, const SqliteQuery &row) {
+        statement.run(*m_core->connection, ids, [&](std::size_t at, const SqliteQuery &row) {
             StoredAsset &asset = assets[at].emplace(StoredAsset{readAssetRow(*m_core, row), {}});
             if (!row.isNull(sAssetColumnCount))
                 asset.body = BodyRow{static_cast<int>(row.integer(sAssetColumnCount)),
@@ -72,7 +72,6 @@ std::vector<qint64> SqliteStore::write(std::span<const AssetWrite> assets)
         SqliteAssetWriter writer(*m_core, place);
         for (const AssetWrite &asset : assets)
             revisions.push_back(writer.write(asset));
-        writer.finish();
         return revisions;
     });
 }

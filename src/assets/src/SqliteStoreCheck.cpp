@@ -1,11 +1,9 @@
 #include <assets/SqliteStore.h>
 
+#include "BodyHash.h"
 #include "SqliteCore.h"
-#include "SqliteRows.h"
-#include "SqliteValue.h"
+#include "SqliteMetaData.h"
 #include "StoreChecks.h"
-
-#include <vantbase/Exception.h>
 
 #include <QHash>
 
@@ -65,25 +63,12 @@ static void checkBodies(SqliteCore &core, Findings &findings)
 
 static void checkMetaData(SqliteCore &core, Findings &findings)
 {
-    forEachRow(core,
-               "SELECT asset.id, term.text, kind, value FROM meta "
-               "JOIN asset ON asset.k = meta.asset_k LEFT JOIN term ON term.k = key_k "
-               "ORDER BY asset.k, key_k",
-               [&](const SqliteQuery &row) {
-                   try {
-                       SqliteValue::read(row, 2);
-                   } catch (const StoreError &) {
-                       throw;
-                   } catch (const Exception::BaseException &error) {
-                       findings.push_back({FindingCode::StoreDamaged,
-                                           row.bytes(0),
-                                           {},
-                                           QStringLiteral("The metadata \"%1\" of asset \"%2\" "
-                                                          "cannot be read: %3")
-                                                   .arg(row.text(1), readable(row.bytes(0)),
-                                                        QString::fromUtf8(error.what()))});
-                   }
-               });
+    forEachRow(core, SqliteMetaData::scanText(core), [&](const SqliteQuery &row) {
+        const QByteArray id = row.bytes(0);
+        SqliteMetaData::check(core, id, row, 1, [&](const QString &text) {
+            findings.push_back({FindingCode::StoreDamaged, id, {}, text});
+        });
+    });
 }
 
 static void checkLists(SqliteCore &core, Findings &findings)

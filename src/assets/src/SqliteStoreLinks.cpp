@@ -1,8 +1,7 @@
 #include <assets/SqliteStore.h>
 
 #include "SqliteCore.h"
-#include "SqliteIdStatement.h"
-#include "SqliteRows.h"
+#include "SqliteMetaData.h"
 #include "StoreChecks.h"
 
 #include <algorithm>
@@ -28,19 +27,61 @@ static std::vector<QByteArray> idsFor(SqliteCore &core, const Place &place, cons
     });
 }
 
+namespace {
+
+/// A change of the row that holds the metadata of one asset.
+class MetaDataChange
+{
+public:
+    MetaDataChange(SqliteCore &core, const QByteArray &id, qint64 assetKey)
+        : m_core(core)
+        , m_id(id)
+        , m_assetKey(assetKey)
+        , m_metaData(SqliteMetaData::load(core, id, assetKey))
+    {}
+
+    const QByteArray &id() const { return m_id; }
+
+    bool set(const MetaRow &item)
+    {
+        const bool isChange = m_metaData.set(m_core.requireTerm(item.key), item);
+        m_isChanged |= isChange;
+        return isChange;
+    }
+
+    bool remove(qint64 keyTerm)
+    {
+        const bool isChange = m_metaData.remove(keyTerm);
+        m_isChanged |= isChange;
+        return isChange;
+    }
+
+    void store()
+    {
+        if (!m_isChanged)
+            return;
+        SqliteMetaData::store(m_core, m_assetKey, m_metaData);
+        m_core.touch(m_assetKey);
+    }
+
+private:
+    SqliteCore &m_core;
+    const QByteArray &m_id;
+    const qint64 m_assetKey;
+    StoredMetaData m_metaData;
+    bool m_isChanged = false;
+};
+
+} // namespace
+
 std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArray> ids) const
 {
-    static const auto &statement = *new SqliteIdStatement("key_k, type, accessibility, kind, value",
-                                                          "JOIN meta ON meta.asset_k = asset.k");
-    return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids] {
+    return m_core->read(TESK_PLACE, ids.size() > 1 || m_core->isOlder, [this, ids] {
         std::vector<std::vector<MetaRow>> result(ids.size());
-        statement.run(*m_core->connection, ids, 0, [&](std::size_t at, const SqliteQuery &row) {
-            result[at].push_back(readMetaRow(*m_core, ids[at], row));
-        });
-        for (std::vector<MetaRow> &rows : result)
-            std::sort(rows.begin(), rows.end(), [](const MetaRow &left, const MetaRow &right) {
-                return left.key < right.key;
-            });
+        SqliteMetaData::readingStatement(*m_core).run(
+                *m_core->connection, ids, [&](std::size_t at, const SqliteQuery &row) {
+                    result[at] = SqliteMetaData::read(*m_core, ids[at], row);
+                });
         return result;
     });
 }
@@ -48,34 +89,17 @@ std::vector<std::vector<MetaRow>> SqliteStore::metaData(std::span<const QByteArr
 std::vector<std::optional<MetaRow>> SqliteStore::metaDataItems(std::span<const QByteArray> ids,
                                                                const QString &key) const
 {
-    static const auto &statement =
-            *new SqliteIdStatement("key_k, type, accessibility, kind, value",
-                                   "JOIN meta ON meta.asset_k = asset.k AND meta.key_k = ?1");
-    return m_core->read(TESK_PLACE, ids.size() > 1, [this, ids, &key] {
+    return m_core->read(TESK_PLACE, ids.size() > 1 || m_core->isOlder, [this, ids, &key] {
         std::vector<std::optional<MetaRow>> rows(ids.size());
         const std::optional<qint64> keyTerm = m_core->findTerm(key);
         if (!keyTerm)
             return rows;
-        statement.run(*m_core->connection, ids, *keyTerm,
-                      [&](std::size_t at, const SqliteQuery &row) {
-                          rows[at] = readMetaRow(*m_core, ids[at], row);
-                      });
+        SqliteMetaData::readingStatement(*m_core).run(
+                *m_core->connection, ids, [&](std::size_t at, const SqliteQuery &row) {
+                    rows[at] = SqliteMetaData::readItem(*m_core, ids[at], row, *keyTerm);
+                });
         return rows;
     });
-}
-
-static bool hasMetaRow(SqliteCore &core, qint64 key, qint64 keyTerm, const MetaWrite &write)
-{
-    SqliteQuery find(*core.connection, "SELECT key_k, type, accessibility, kind, value FROM meta "
-                                       "WHERE asset_k = ?1 AND key_k = ?2");
-    find.bind(key).bind(keyTerm);
-    try {
-        return find.next() && isSame(readMetaRow(core, write.id, find), write.item);
-    } catch (const StoreError &error) {
-        if (error.code() != StoreError::Code::Damaged || error.assetId() != write.id)
-            throw;
-        return false; // what cannot be read is written over
-    }
 }
 
 qsizetype SqliteStore::setMetaData(std::span<const MetaWrite> items)
@@ -83,16 +107,19 @@ qsizetype SqliteStore::setMetaData(std::span<const MetaWrite> items)
     const Place place = TESK_PLACE;
     return m_core->change(place, [this, &place, items] {
         qsizetype count = 0;
+        std::optional<MetaDataChange> change;
         for (const MetaWrite &write : items) {
             requireMetaRow(place, write.item, write.id);
-            const qint64 key = m_core->requireAsset(place, write.id);
-            const qint64 keyTerm = m_core->requireTerm(write.item.key);
-            if (hasMetaRow(*m_core, key, keyTerm, write))
-                continue;
-            writeMetaRow(*m_core, key, write.item);
-            m_core->touch(key);
-            ++count;
+            if (!change || change->id() != write.id) { // neighbours go into one write
+                if (change)
+                    change->store();
+                change.emplace(*m_core, write.id, m_core->requireAsset(place, write.id));
+            }
+            if (change->set(write.item))
+                ++count;
         }
+        if (change)
+            change->store();
         return count;
     });
 }
@@ -108,11 +135,10 @@ qsizetype SqliteStore::removeMetaData(std::span<const QByteArray> ids, const QSt
             const std::optional<qint64> asset = m_core->findAsset(id);
             if (!asset)
                 continue;
-            SqliteQuery query(*m_core->connection,
-                              "DELETE FROM meta WHERE asset_k = ?1 AND key_k = ?2");
-            if (query.bind(*asset).bind(*keyTerm).run() == 0)
+            MetaDataChange change(*m_core, id, *asset);
+            if (!change.remove(*keyTerm))
                 continue;
-            m_core->touch(*asset);
+            change.store();
             ++count;
         }
         return count;

@@ -1,8 +1,10 @@
 #include "FaultyFiles.h"
-#include "SqliteFixture.h"
+#include "OlderFiles.h"
 #include "StoreModel.h"
 
 #include <QFile>
+
+#include <gmock/gmock.h>
 
 #include <sqlite3.h>
 
@@ -217,6 +219,29 @@ TEST_F(SqliteFaultTest, opensOrRaisesWhicheverAllocationFails)
         }
     }
     ScarceMemory::uninstall();
+}
+
+TEST_F(OlderFileTest, isMigratedOrNotWhicheverAllocationFails)
+{
+    ScarceMemory::install();
+    int call = 1;
+    int raised = 0;
+    for (bool hasFailed = true; hasFailed; call += 7) {
+        makeFile(2);
+        ScarceMemory::arm(call);
+        try {
+            open(SqliteStore::Mode::Open);
+        } catch (const StoreError &) {
+            ++raised;
+        }
+        hasFailed = ScarceMemory::callCount >= call;
+        ScarceMemory::arm(0);
+        EXPECT_THAT(raw("PRAGMA user_version").toInt(), testing::AnyOf(2, 3)) << "call " << call;
+        expectMetaData(*open(SqliteStore::Mode::Open));
+    }
+    ScarceMemory::uninstall();
+    EXPECT_GT(raised, 50);
+    RecordProperty("allocationsThatFailed", call - 1);
 }
 
 } // namespace Tesk::Assets

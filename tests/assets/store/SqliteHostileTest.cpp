@@ -1,8 +1,5 @@
 #include "SqliteFixture.h"
 
-#include <assets/AssetControl.h>
-#include <assets/AssetDatabaseService.h>
-
 #include <gmock/gmock.h>
 
 namespace Tesk::Assets {
@@ -20,8 +17,6 @@ protected:
         putAsset(*store, "list");
         putAsset(*store, "a", QStringLiteral("Name"), QByteArray("body"));
         store->appendToCollection("list", Ids{"a"});
-        const MetaWrite item{"a", MetaRow{QStringLiteral("key"), 3, 0, QVariantList{1, 2}}};
-        store->setMetaData({&item, 1});
     }
 
     void expectRefusalOf(const char *name)
@@ -71,66 +66,6 @@ TEST_F(SqliteHostileTest, takesATableAndAnIndexOfSomebodyElse)
     EXPECT_EQ(store->statistics().assets, 2);
     putAsset(*store, "b");
     EXPECT_TRUE(store->checkIntegrity().empty());
-}
-
-TEST_F(SqliteHostileTest, namesMetadataThatCannotBeReadAndLetsThemBeSetAnew)
-{
-    raw("UPDATE meta SET value = X'ffff'");
-    const auto store = open();
-    const QByteArray id = "a";
-
-    const StoreError error = raisedBy([&] {
-        store->metaDataItems({&id, 1}, QStringLiteral("key"));
-    });
-
-    EXPECT_EQ(error.code(), Code::Damaged);
-    EXPECT_EQ(error.assetId(), id);
-    EXPECT_THAT(error.what(), testing::StartsWith("Cannot read the metadata \"key\" of asset "
-                                                  "\"a\": "));
-    EXPECT_EQ(codeRaisedBy([&] { store->metaData({&id, 1}); }), Code::Damaged);
-    const std::vector<StoreFinding> findings = store->checkIntegrity();
-    ASSERT_EQ(findings.size(), 1U);
-    EXPECT_EQ(findings.front().id, id);
-    EXPECT_TRUE(findings.front().text.startsWith(
-            QStringLiteral("The metadata \"key\" of asset \"a\" cannot be read: ")));
-
-    const MetaWrite anew{"a", MetaRow{QStringLiteral("key"), 3, 0, 7}};
-    EXPECT_EQ(store->setMetaData({&anew, 1}), 1);
-    EXPECT_EQ(store->metaDataItems({&id, 1}, QStringLiteral("key")).front()->value, QVariant(7));
-    EXPECT_TRUE(store->checkIntegrity().empty());
-}
-
-TEST_F(SqliteHostileTest, keepsMetadataThatCannotBeReadFromSpoilingOthersAtHand)
-{
-    putAsset(*open(), "b");
-    raw("UPDATE meta SET value = X'ffff'; INSERT INTO meta SELECT asset.k, key_k, 3, 0, 7, 'good' "
-        "FROM meta, asset WHERE asset.id = CAST('b' AS BLOB)");
-    const auto service = AssetDatabaseService::open(open());
-    const std::vector<AssetReference> references{service->referenceFromId("a"),
-                                                 service->referenceFromId("b")};
-    const AssetDatabaseService::MetaDataKeeper keeper(*service, references);
-
-    EXPECT_EQ(AssetControl::getAssetMetadataItem(references[1], QStringLiteral("key")),
-              QVariant(QStringLiteral("good")));
-    EXPECT_EQ(codeRaisedBy([&] {
-                  AssetControl::getAssetMetadataItem(references[0], QStringLiteral("key"));
-              }),
-              Code::Damaged);
-    service->close();
-}
-
-TEST_F(SqliteHostileTest, namesMetadataOfAnUnknownKind)
-{
-    raw("UPDATE meta SET kind = 99");
-    const auto store = open();
-    const QByteArray id = "a";
-
-    EXPECT_STREQ(raisedBy([&] {
-                     store->metaDataItems({&id, 1}, QStringLiteral("key"));
-                 }).what(),
-                 "Cannot read the metadata \"key\" of asset \"a\": kind 99 is unknown; set it "
-                 "anew, or restore a backup");
-    EXPECT_EQ(store->checkIntegrity().size(), 1U);
 }
 
 TEST_F(SqliteHostileTest, appendsAfterNegativePositionsInOrder)

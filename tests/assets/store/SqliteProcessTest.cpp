@@ -219,6 +219,35 @@ TEST_F(SqliteStoreTest, letsTwoServicesImportAtOnce)
     EXPECT_TRUE(service->checkIntegrity().empty());
 }
 
+TEST_F(SqliteStoreTest, letsTwoProcessesSetDifferentMetadataOfOneAssetAtOnce)
+{
+    constexpr int sItems = 200;
+    const auto store = open();
+    putAsset(*store, "shared");
+    const QString count = QString::number(sItems);
+    Child first({QStringLiteral("set-items"), filePath(), QStringLiteral("first"), count});
+    Child second({QStringLiteral("set-items"), filePath(), QStringLiteral("second"), count});
+    ASSERT_EQ(first.line(), QByteArray("ready"));
+    ASSERT_EQ(second.line(), QByteArray("ready"));
+
+    first.send("go");
+    second.send("go");
+    ASSERT_EQ(first.waitForAll(), QByteArray("done\n"));
+    ASSERT_EQ(second.waitForAll(), QByteArray("done\n"));
+
+    const QByteArray id = "shared";
+    for (const char *name : {"first", "second"}) {
+        for (int number = 0; number < sItems; ++number) {
+            const QString key = QStringLiteral("%1 %2").arg(QLatin1StringView(name)).arg(number);
+            const auto item = store->metaDataItems({&id, 1}, key).front();
+            ASSERT_TRUE(item) << key.toStdString();
+            EXPECT_EQ(item->value, QVariant(number));
+        }
+    }
+    EXPECT_EQ(store->metaData({&id, 1}).front().size(), 2U * sItems);
+    EXPECT_TRUE(store->checkIntegrity().empty());
+}
+
 TEST_F(SqliteStoreTest, fillsASmallDiskAndGoesOnWhenThereIsSpaceAgain)
 {
     Child child({QStringLiteral("fill-disk"), m_folder.path()});

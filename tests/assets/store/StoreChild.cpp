@@ -143,6 +143,22 @@ int share(const QString &path, const QByteArray &name)
     return 0;
 }
 
+/// Gives an asset many items, one by one, while somebody else gives it others.
+int setItems(const QString &path, const QString &name, int count)
+{
+    SqliteStore store(path);
+    std::cout << "ready" << std::endl;
+    std::string go;
+    std::getline(std::cin, go);
+    for (int number = 0; number < count; ++number) {
+        const MetaWrite write{"shared",
+                              MetaRow{QStringLiteral("%1 %2").arg(name).arg(number), 3, 0, number}};
+        store.setMetaData({&write, 1});
+    }
+    std::cout << "done" << std::endl;
+    return 0;
+}
+
 /// Opens a file of an older schema.
 int migrate(const QString &path)
 {
@@ -279,6 +295,8 @@ int run(const QStringList &arguments)
         return share(arguments.value(2), arguments.value(3).toLatin1());
     if (command == QLatin1StringView("share-service"))
         return shareService(arguments.value(2), arguments.value(3).toLatin1());
+    if (command == QLatin1StringView("set-items"))
+        return setItems(arguments.value(2), arguments.value(3), arguments.value(4).toInt());
     if (command == QLatin1StringView("migrate"))
         return migrate(arguments.value(2));
     if (command == QLatin1StringView("fill-disk"))

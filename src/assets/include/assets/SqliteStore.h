@@ -39,7 +39,7 @@ public:
     };
 
     /// The newest schema that this version knows, and the one it writes.
-    static constexpr int sSchemaVersion = 2;
+    static constexpr int sSchemaVersion = 3;
 
     /// Reads no asset. An older schema is brought up to date, with a copy of the file beside it.
     explicit SqliteStore(const QString &path, Mode mode = Mode::OpenOrCreate);
