@@ -41,7 +41,6 @@ TEST_P(BatchScopeTest, storesNothingBeforeItsCommitAndEverythingThen)
     EXPECT_EQ(AssetControl::getName(note("a")), "Name");
 }
 
-// So many that several threads encode them.
 TEST_P(BatchScopeTest, storesEachOfManyAssetsWithItsOwnBody)
 {
     static constexpr int sCount = 1000;

@@ -21,6 +21,11 @@ void AssetDatabaseService::registerAssetType(const QString &typeName)
     AssetFactory::registerType(typeName);
 }
 
+void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncoding encoding)
+{
+    AssetFactory::registerType(typeName, encoding);
+}
+
 bool AssetDatabaseService::isAssetType(const QString &typeName)
 {
     return AssetFactory::isType(typeName);

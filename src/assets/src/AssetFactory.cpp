@@ -5,8 +5,8 @@
 #include <data/ClassRegistry.h>
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QMetaType>
-#include <QSet>
 #include <QThread>
 
 #include <mutex>
@@ -21,7 +21,7 @@ struct TypeList
 {
     std::mutex mutex;
     // guarded by mutex
-    QSet<QString> names;
+    QHash<QString, AssetEncoding> types;
 };
 
 TypeList &typeList()
@@ -32,18 +32,25 @@ TypeList &typeList()
 
 } // namespace
 
-void registerType(const QString &typeName)
+void registerType(const QString &typeName, AssetEncoding encoding)
 {
     TypeList &list = typeList();
     const std::lock_guard lock(list.mutex);
-    list.names.insert(typeName);
+    list.types.insert(typeName, encoding);
 }
 
 bool isType(const QString &typeName)
 {
     TypeList &list = typeList();
     const std::lock_guard lock(list.mutex);
-    return list.names.contains(typeName);
+    return list.types.contains(typeName);
+}
+
+bool isEncodedAnywhere(const QString &typeName)
+{
+    TypeList &list = typeList();
+    const std::lock_guard lock(list.mutex);
+    return list.types.value(typeName, AssetEncoding::ByCommitter) == AssetEncoding::Anywhere;
 }
 
 void registerOwnTypes()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <assets/AssetEncoding.h>
 #include <data/ClassRegistry.h>
 
 #include <QString>
@@ -15,8 +16,9 @@ class Asset;
 /// Threads: any.
 namespace AssetFactory {
 
-void registerType(const QString &typeName);
+void registerType(const QString &typeName, AssetEncoding encoding = AssetEncoding::ByCommitter);
 bool isType(const QString &typeName);
+bool isEncodedAnywhere(const QString &typeName);
 
 /// Makes the classes of this module known; the first call does it.
 void registerOwnTypes();

@@ -77,15 +77,18 @@ std::vector<EncodedAsset> DatabaseCore::encode(const Batch &batch) const
         const std::lock_guard lock(m_mutex);
         for (const auto &change : batch.changes()) {
             if ((change->created || change->contentChanged) && change->slot->owner)
-                encoded.push_back({change->slot->owner, change.get(), {}});
+                encoded.push_back({.asset = change->slot->owner,
+                                   .record = change->record,
+                                   .isNew = change->created,
+                                   .change = change.get(),
+                                   .write = {}});
         }
     }
     // What a refresh made a shell again has nothing to be written.
     std::erase_if(encoded, [](const EncodedAsset &entry) {
         return !entry.change->created && entry.asset->isShell();
     });
-    for (EncodedAsset &entry : encoded)
-        entry.encode(*entry.change->record);
+    EncodedAsset::encode(encoded);
     return encoded;
 }
 

@@ -48,7 +48,7 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
 {
     const QString typeName = asset->typeName();
     if (!internal)
-        write.encode(record, asset);
+        write.encode({{.asset = asset, .record = &record, .isNew = true, .write = {}}});
     const std::lock_guard lock(m_mutex);
     checkOpenLocked();
     if (findLocked(record) != nullptr)
@@ -179,6 +179,7 @@ void DatabaseCore::insert(std::span<const NewAsset> assets)
     };
     std::vector<Prepared> prepared;
     std::vector<const AssetRecord *> records;
+    std::vector<EncodedAsset> unencoded;
     for (const NewAsset &each : assets) {
         requireInsertable(each);
         {
@@ -192,11 +193,12 @@ void DatabaseCore::insert(std::span<const NewAsset> assets)
             one.metaData.set(key, item);
         AssetFactory::moveToMainThread(*each.asset);
         records.push_back(&m_table->intern(each.id));
+        unencoded.push_back(
+                {.asset = each.asset, .record = records.back(), .isNew = true, .write = {}});
     }
 
     Write write(*this);
-    for (std::size_t at = 0; at < assets.size(); ++at)
-        write.encode(*records[at], assets[at].asset);
+    write.encode(std::move(unencoded));
     {
         const std::lock_guard lock(m_mutex);
         checkOpenLocked();

@@ -22,10 +22,12 @@ DatabaseCore::Write::~Write()
         m_core.rollBack(*m_own);
 }
 
-void DatabaseCore::Write::encode(const AssetRecord &record, const std::shared_ptr<Asset> &asset)
+void DatabaseCore::Write::encode(std::vector<EncodedAsset> assets)
 {
-    if (m_own)
-        m_encoded.emplace_back(EncodedAsset{asset, nullptr, {}}).encode(record);
+    if (!m_own)
+        return;
+    m_encoded = std::move(assets);
+    EncodedAsset::encode(m_encoded);
 }
 
 void DatabaseCore::Write::storeLocked()

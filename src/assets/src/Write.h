@@ -17,9 +17,9 @@ public:
 
     /// To be used under the mutex of the database only.
     Batch &batch() { return *m_batch; }
-    /// Encodes a new asset, unless a scope will; without a lock, and before the asset is filed:
-    /// afterwards any thread may find it, and change it.
-    void encode(const AssetRecord &record, const std::shared_ptr<Asset> &asset);
+    /// Encodes new assets, unless a scope will; without a lock, and before they are filed:
+    /// afterwards any thread may find them, and change them.
+    void encode(std::vector<EncodedAsset> assets);
     /// Stores the write now, unless a scope will or a body has to be encoded first.
     ///
     /// Whoever changed live objects under the mutex does this before giving it up: what is

@@ -70,7 +70,8 @@ void prepareSerialization()
             registerMetaType<DynamicFilterAsset>(DynamicFilterAsset::sTypeName),
             &makeAsset<DynamicFilterAsset>);
 
-    AssetDatabaseService::registerAssetType(FilterDescAsset::sTypeName);
+    AssetDatabaseService::registerAssetType(FilterDescAsset::sTypeName,
+                                            Assets::AssetEncoding::Anywhere);
     AssetDatabaseService::registerAssetType(DynamicFilterAsset::sTypeName);
 
     // Last: a call that raises half-way is to be repeated from the start.

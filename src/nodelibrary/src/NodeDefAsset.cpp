@@ -50,7 +50,7 @@ void NodeDefAsset::registerClass()
         Data::ClassRegistry::setCurrentVersion(sTypeName, sClassVersion);
         Data::ClassRegistry::registerFactory(QMetaType::fromType<NodeDefAsset>().id(),
                                              [] { return create(); });
-        Assets::AssetDatabaseService::registerAssetType(sTypeName);
+        Assets::AssetDatabaseService::registerAssetType(sTypeName, Assets::AssetEncoding::Anywhere);
         return true;
     }();
     Q_UNUSED(sDone)

@@ -98,6 +98,13 @@ void AssetDatabaseService::registerAssetType(const QString &typeName)
     note("asset type " + typeName.toStdString());
 }
 
+void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncoding encoding)
+{
+    note("asset type " + typeName.toStdString()
+         + (encoding == AssetEncoding::Anywhere ? " encoded anywhere"
+                                                : " encoded by the committer"));
+}
+
 } // namespace Tesk::Assets
 
 namespace Tesk::FilterBase {
@@ -119,7 +126,7 @@ const Calls &steps()
             "updateAsset_ExternalFileUrls",
             "version 100 of Tesk::FilterBase::DynamicFilterAsset",
             "factory of Tesk::FilterBase::DynamicFilterAsset",
-            "asset type Tesk::FilterBase::FilterDescAsset",
+            "asset type Tesk::FilterBase::FilterDescAsset encoded anywhere",
             "asset type Tesk::FilterBase::DynamicFilterAsset",
     };
     return sSteps;

@@ -2,6 +2,7 @@
 
 #include <assets/Asset.h>
 #include <assets/AssetChange.h>
+#include <assets/AssetEncoding.h>
 #include <assets/AssetReference.h>
 #include <assets/assets_export.h>
 #include <assets/DatabaseStatistics.h>
@@ -64,7 +65,10 @@ public:
     static unsigned long long typeId();
 
     /// Makes a class known as one whose instances are assets; needs no database.
+    ///
+    /// Large commits are quicker for classes that can be encoded Anywhere.
     static void registerAssetType(const QString &typeName);
+    static void registerAssetType(const QString &typeName, AssetEncoding encoding);
     static bool isAssetType(const QString &typeName);
 
     /// Opens a database over \a store. Reads no bodies. Register the result in the locator.

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace Tesk::Assets {
+
+/// Which thread asks an asset for what is stored of it.
+enum class AssetEncoding {
+    ByCommitter, ///< the one that commits, one asset after the other
+    /// Any, several at once, while they are new: for classes whose type name, category and
+    /// serialization read the object and what nobody changes, and take no lock.
+    Anywhere
+};
+
+} // namespace Tesk::Assets

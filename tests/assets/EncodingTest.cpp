@@ -1,0 +1,122 @@
+#include "support/DatabaseFixture.h"
+#include "support/FreeNoteAsset.h"
+
+#include <vantbase/Exception.h>
+
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace Tesk::Assets {
+
+using BatchScope = AssetDatabaseService::BatchScope;
+using NewAsset = AssetDatabaseService::NewAsset;
+
+class EncodingTest : public DatabaseFixture
+{
+protected:
+    static constexpr int sCount = 1000; // so many that several threads share them
+
+    using Make = std::shared_ptr<NoteAsset> (*)();
+
+    EncodingTest()
+    {
+        FreeNoteAsset::registerType();
+        NoteAsset::sOnEncoded = [this](const NoteAsset &) {
+            const std::lock_guard lock(m_mutex);
+            m_threads.insert(std::this_thread::get_id());
+        };
+    }
+
+    ~EncodingTest() override { NoteAsset::sOnEncoded = nullptr; }
+
+    Q_DISABLE_COPY_MOVE(EncodingTest)
+
+    static QByteArray numbered(int number) { return "note" + QByteArray::number(number); }
+
+    static std::vector<NewAsset> notes(Make make)
+    {
+        std::vector<NewAsset> assets;
+        for (int number = 0; number < sCount; ++number) {
+            const std::shared_ptr<NoteAsset> note = make();
+            note->text.set(QString::number(number));
+            assets.push_back({note, numbered(number), {}, {}});
+        }
+        return assets;
+    }
+
+    void expectEachHasItsText()
+    {
+        reopen();
+        for (int number = 0; number < sCount; ++number)
+            ASSERT_EQ(note(numbered(number))->text.get(), QString::number(number));
+    }
+
+    // Who encoded since the last call.
+    std::set<std::thread::id> takeThreads() { return std::exchange(m_threads, {}); }
+
+    const std::set<std::thread::id> thisThread = {std::this_thread::get_id()};
+
+private:
+    std::mutex m_mutex;
+    std::set<std::thread::id> m_threads;
+};
+
+TEST_P(EncodingTest, ofManyNewAssetsTakesSeveralThreadsWhereTheirClassAllowsIt)
+{
+    if (std::thread::hardware_concurrency() < 2)
+        GTEST_SKIP() << "needs two cores";
+    service->insertAssets(notes(FreeNoteAsset::make));
+    EXPECT_GT(takeThreads().size(), 1U);
+
+    expectEachHasItsText();
+}
+
+TEST_P(EncodingTest, ofAScopeTakesSeveralThreadsWhereTheClassAllowsIt)
+{
+    if (std::thread::hardware_concurrency() < 2)
+        GTEST_SKIP() << "needs two cores";
+    BatchScope scope(*service);
+    service->insertAssets(notes(FreeNoteAsset::make));
+    EXPECT_TRUE(takeThreads().empty());
+    scope.commit();
+    EXPECT_GT(takeThreads().size(), 1U);
+
+    expectEachHasItsText();
+}
+
+TEST_P(EncodingTest, staysOnTheCommittingThreadForOtherClasses)
+{
+    service->insertAssets(notes(NoteAsset::make));
+
+    EXPECT_EQ(takeThreads(), thisThread);
+}
+
+TEST_P(EncodingTest, staysOnTheCommittingThreadForAssetsThatWereStoredBefore)
+{
+    service->insertAssets(notes(FreeNoteAsset::make));
+    BatchScope scope(*service);
+    for (int number = 0; number < sCount; ++number)
+        note(numbered(number))->text.set(QStringLiteral("changed"));
+    takeThreads();
+
+    scope.commit();
+
+    EXPECT_EQ(takeThreads(), thisThread);
+}
+
+TEST_P(EncodingTest, onSeveralThreadsFilesNothingWhenOneAssetCannotBeEncoded)
+{
+    const std::vector<NewAsset> assets = notes(FreeNoteAsset::make);
+    std::static_pointer_cast<NoteAsset>(assets[900].asset)->text.set(QChar(0xD800));
+
+    EXPECT_THROW(service->insertAssets(assets), Exception::Data::SerializationException);
+
+    EXPECT_EQ(service->getAssetFromId(numbered(0)), nullptr);
+    EXPECT_EQ(service->getAssetFromId(numbered(900)), nullptr);
+    EXPECT_EQ(store.statistics().assets, 0);
+}
+
+ASSETS_FOR_EVERY_STORE(EncodingTest);
+
+} // namespace Tesk::Assets
