@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -33,6 +35,25 @@ TEST(ParallelLoopTest, staysOnTheCallersThreadWhereThereIsLittleToDo)
                  [&](std::size_t index) { threads[index] = std::this_thread::get_id(); });
 
     EXPECT_EQ(std::count(threads.begin(), threads.end(), std::this_thread::get_id()), 15);
+}
+
+TEST(ParallelLoopTest, leavesAllOtherIndicesToTheThreadsThatAreFree)
+{
+    if (std::thread::hardware_concurrency() < 2)
+        GTEST_SKIP() << "one thread alone has to go through them one by one";
+    constexpr std::size_t count = 100;
+    std::atomic<std::size_t> done = 0;
+    std::promise<void> othersDone;
+    auto waiting = std::future_status::timeout;
+
+    parallelLoop(count, 1, [&](std::size_t index) {
+        if (index == 0)
+            waiting = othersDone.get_future().wait_for(std::chrono::seconds(30));
+        else if (++done == count - 1)
+            othersDone.set_value();
+    });
+
+    EXPECT_EQ(waiting, std::future_status::ready);
 }
 
 TEST(ParallelLoopTest, passesTheExceptionOfTheLowestIndexAfterTheOtherThreadsAreDone)
