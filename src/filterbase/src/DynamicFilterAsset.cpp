@@ -139,7 +139,14 @@ QByteArray DynamicFilterAsset::generateId() const
                 content += info->implementationRef.get().id();
         }
     }
-    return VantBase::FileUtils::dataToHash(content);
+    // Who looks for a twin first and files the filter then, asks twice in a row.
+    thread_local QByteArray lastContent;
+    thread_local QByteArray lastId;
+    if (lastId.isEmpty() || content != lastContent) {
+        lastId = VantBase::FileUtils::dataToHash(content);
+        lastContent = content;
+    }
+    return lastId;
 }
 
 future<std::shared_ptr<Surfaces::Surface>>
