@@ -26,14 +26,25 @@ using RenderableBase::OutputDesc;
 using RenderableBase::ParameterDesc;
 using RenderableBase::ValueType;
 
+// Up to here a walk finds a parameter about as fast as a look-up that had to be built.
+static constexpr std::size_t sWalkLimit = 32;
+
 // How many numbers a value of the type has; 0 for a type that is not made of numbers.
 static int numberCountOf(const QString &type)
 {
-    static const QHash<QString, int> counts{
-            {u"float"_s, 1},  {u"vector2"_s, 2}, {u"vector3"_s, 3},  {u"vector4"_s, 4},
-            {u"color3"_s, 3}, {u"color4"_s, 4},  {u"matrix33"_s, 9}, {u"matrix44"_s, 16},
-    };
-    return counts.value(type, 0);
+    static constexpr std::array<std::pair<QLatin1StringView, int>, 8> counts{{
+            {"float"_L1, 1},
+            {"color3"_L1, 3},
+            {"color4"_L1, 4},
+            {"vector2"_L1, 2},
+            {"vector3"_L1, 3},
+            {"vector4"_L1, 4},
+            {"matrix33"_L1, 9},
+            {"matrix44"_L1, 16},
+    }};
+    const auto *const found = std::find_if(
+            counts.begin(), counts.end(), [&type](const auto &each) { return type == each.first; });
+    return found == counts.end() ? 0 : found->second;
 }
 
 // The usual forms of a number the standard library reads in a tenth of the time that Qt takes.
@@ -62,17 +73,29 @@ static double toNumber(QStringView text, bool &isNumber)
     return plain ? *plain : text.toDouble(&isNumber);
 }
 
-static std::optional<QVariantList> toNumbers(const QString &text)
+// Exactly so many numbers, parted by commas; null for anything else.
+static std::optional<QVariantList> toNumbers(QStringView text, int count)
 {
     QVariantList numbers;
-    const auto parts = QStringView(text).split(u',');
-    for (const QStringView part : parts) {
+    numbers.reserve(count);
+    for (int left = count - 1; left >= 0; --left) {
+        const qsizetype comma = left > 0 ? text.indexOf(u',') : text.size();
+        if (comma < 0)
+            return std::nullopt;
         bool isNumber = false;
-        numbers.append(toNumber(part.trimmed(), isNumber));
+        numbers.append(toNumber(text.first(comma).trimmed(), isNumber));
         if (!isNumber)
             return std::nullopt;
+        text = text.sliced(std::min(comma + 1, text.size()));
     }
     return numbers;
+}
+
+static QVariant toNumberOrText(const QString &text)
+{
+    bool isNumber = false;
+    const double number = toNumber(QStringView(text).trimmed(), isNumber);
+    return isNumber ? QVariant(number) : QVariant(text);
 }
 
 static QVariant toInteger(const QString &text)
@@ -98,17 +121,10 @@ QVariant IODescBuilder::toValue(const QString &text, const QString &type)
     const int count = numberCountOf(type);
     if (count == 0)
         return text;
-    const std::optional<QVariantList> numbers = toNumbers(text);
-    if (!numbers || numbers->size() != count)
-        return text;
-    return count == 1 ? numbers->front() : QVariant(*numbers);
-}
-
-static QVariant valueOf(const NodePort &port, AttributeName name)
-{
-    if (!port.attributes.contains(name))
-        return {};
-    return IODescBuilder::toValue(port.attributes.value(name), port.type);
+    if (count == 1)
+        return toNumberOrText(text);
+    const std::optional<QVariantList> numbers = toNumbers(text, count);
+    return numbers ? QVariant(*numbers) : QVariant(text);
 }
 
 // Labels and values are lists parted by commas; a value of several numbers has commas of its own.
@@ -131,31 +147,85 @@ static RenderableBase::ParameterEnumeration enumerationOf(const NodePort &port)
     return enumeration;
 }
 
+static QVariant *limitOf(RenderableBase::ParameterRange &range, AttributeName name)
+{
+    switch (name) {
+    case AttributeName::UiMin:
+        return &range.minimum;
+    case AttributeName::UiMax:
+        return &range.maximum;
+    case AttributeName::UiSoftMin:
+        return &range.softMinimum;
+    case AttributeName::UiSoftMax:
+        return &range.softMaximum;
+    case AttributeName::UiStep:
+        return &range.step;
+    default:
+        return nullptr;
+    }
+}
+
+static void present(RenderableBase::ParameterPresentation &presentation, AttributeName name,
+                    const QString &text)
+{
+    switch (name) {
+    case AttributeName::UiName:
+        presentation.label = text;
+        break;
+    case AttributeName::UiFolder:
+        presentation.group = text;
+        break;
+    case AttributeName::Doc:
+        presentation.documentation = text;
+        break;
+    case AttributeName::Unit:
+        presentation.unit = text;
+        break;
+    case AttributeName::UnitType:
+        presentation.unitType = text;
+        break;
+    case AttributeName::ColorSpace:
+        presentation.colorSpace = text;
+        break;
+    case AttributeName::Hint:
+        presentation.hint = text;
+        break;
+    case AttributeName::Uniform:
+        presentation.uniform = text == "true"_L1;
+        break;
+    case AttributeName::UiAdvanced:
+        presentation.advanced = text == "true"_L1;
+        break;
+    default:
+        break;
+    }
+}
+
 static std::shared_ptr<ParameterDesc> describeParameter(const NodePort &port, unsigned int uid)
 {
-    const auto text = [&port](AttributeName name) {
-        return port.attributes.value(name);
-    };
     auto parameter = std::make_shared<ParameterDesc>();
     parameter->identifier.set(port.name);
     parameter->uid.set(uid);
     parameter->type.set(port.type);
-    parameter->defaultValue.set(valueOf(port, AttributeName::Value));
-    parameter->range.set({.minimum = valueOf(port, AttributeName::UiMin),
-                          .maximum = valueOf(port, AttributeName::UiMax),
-                          .softMinimum = valueOf(port, AttributeName::UiSoftMin),
-                          .softMaximum = valueOf(port, AttributeName::UiSoftMax),
-                          .step = valueOf(port, AttributeName::UiStep)});
-    parameter->enumeration.set(enumerationOf(port));
-    parameter->presentation.set({.label = text(AttributeName::UiName),
-                                 .group = text(AttributeName::UiFolder),
-                                 .documentation = text(AttributeName::Doc),
-                                 .unit = text(AttributeName::Unit),
-                                 .unitType = text(AttributeName::UnitType),
-                                 .colorSpace = text(AttributeName::ColorSpace),
-                                 .hint = text(AttributeName::Hint),
-                                 .uniform = text(AttributeName::Uniform) == "true"_L1,
-                                 .advanced = text(AttributeName::UiAdvanced) == "true"_L1});
+    // Goes through what there is: most ports have few of the many attributes they could have.
+    RenderableBase::ParameterRange range;
+    RenderableBase::ParameterPresentation presentation;
+    bool isLimited = false;
+    for (const auto &[name, text] : port.attributes) {
+        if (name == AttributeName::Value) {
+            parameter->defaultValue.set(IODescBuilder::toValue(text, port.type));
+        } else if (name == AttributeName::Enum) {
+            parameter->enumeration.set(enumerationOf(port));
+        } else if (QVariant *const limit = limitOf(range, name)) {
+            *limit = IODescBuilder::toValue(text, port.type);
+            isLimited = true;
+        } else {
+            present(presentation, name, text);
+        }
+    }
+    if (isLimited)
+        parameter->range.set(std::move(range));
+    parameter->presentation.set(std::move(presentation));
     return parameter;
 }
 
@@ -193,9 +263,13 @@ std::shared_ptr<RenderableBase::RenderableIODesc> IODescBuilder::build(const Nod
     for (std::size_t i = 0; i < uids.size(); ++i)
         parameters.push_back(describeParameter(nodeDef.parameters[i], uids[i]));
     description->parameters.assign(std::move(parameters));
+    std::vector<std::shared_ptr<OutputDesc>> outputs;
+    outputs.reserve(nodeDef.outputs.size());
     for (const NodePort &output : nodeDef.outputs)
-        description->outputs.append(describeOutput(output));
-    description->updateCache();
+        outputs.push_back(describeOutput(output));
+    description->outputs.assign(std::move(outputs));
+    if (uids.size() > sWalkLimit)
+        description->updateCache();
     if (thread != QThread::currentThread())
         description->moveWholeTo(thread);
     return description;
