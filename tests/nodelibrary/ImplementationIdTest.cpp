@@ -37,6 +37,14 @@ TEST(ImplementationIdTest, digestsTheSameDefinitionAlike)
     EXPECT_EQ(digest(sampleDef()).size(), 32);
 }
 
+// Stored identifiers hold it: another digest of the same definition would replace every filter.
+TEST(ImplementationIdTest, digestsADefinitionAsItEverDid)
+{
+    const NodeDef nodeDef = sampleDef("uiname=\"R\xC3\xA9tro\" doc=\"a, b\" version=\"1.0\"");
+
+    EXPECT_EQ(digest(nodeDef), QStringLiteral("e074b5196cb017dd70971bf10c5c65ea"));
+}
+
 TEST(ImplementationIdTest, digestsEveryAttribute)
 {
     const QString plain = digest(sampleDef());

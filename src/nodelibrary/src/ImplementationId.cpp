@@ -32,20 +32,28 @@ public:
     {
         addNumber(text.size());
         const qsizetype before = m_bytes.size();
-        QStringEncoder encoder(QStringEncoder::Utf8);
-        m_bytes.resize(before + encoder.requiredSpace(text.size()));
-        const char *end = encoder.appendToBuffer(m_bytes.data() + before, text);
-        m_bytes.resize(end - m_bytes.constData());
+        m_bytes.resize(before + text.size());
+        char *to = m_bytes.data() + before;
+        for (const QChar unit : text) {
+            if (unit.unicode() >= 0x80)
+                return encode(text, before);
+            *to++ = static_cast<char>(unit.unicode());
+        }
     }
 
     void addAttributes(const Attributes &attributes)
     {
-        std::vector<std::pair<AttributeName, QString>> sorted(attributes.begin(), attributes.end());
-        std::sort(sorted.begin(), sorted.end());
-        addNumber(static_cast<qsizetype>(sorted.size()));
-        for (const auto &[name, value] : sorted) {
-            m_bytes.append(attributeText(name).data()).append(':');
-            addText(value);
+        m_sorted.clear();
+        for (const auto &attribute : attributes)
+            m_sorted.push_back(&attribute);
+        // A name occurs once only.
+        std::sort(m_sorted.begin(), m_sorted.end(),
+                  [](const auto *left, const auto *right) { return left->first < right->first; });
+        addNumber(static_cast<qsizetype>(m_sorted.size()));
+        for (const auto *attribute : m_sorted) {
+            const QLatin1StringView name = attributeText(attribute->first);
+            m_bytes.append(name.data(), name.size()).append(':');
+            addText(attribute->second);
         }
     }
 
@@ -64,7 +72,16 @@ public:
     const QByteArray &bytes() const { return m_bytes; }
 
 private:
+    void encode(const QString &text, qsizetype at)
+    {
+        QStringEncoder encoder(QStringEncoder::Utf8);
+        m_bytes.resize(at + encoder.requiredSpace(text.size()));
+        const char *end = encoder.appendToBuffer(m_bytes.data() + at, text);
+        m_bytes.resize(end - m_bytes.constData());
+    }
+
     QByteArray m_bytes;
+    std::vector<const std::pair<AttributeName, QString> *> m_sorted; // of one element
 };
 
 } // namespace
@@ -72,11 +89,13 @@ private:
 QString ImplementationId::digestOf(const NodeDef &nodeDef, const QString &text)
 {
     // Used again and again: the bytes of a definition are many, and soon forgotten.
-    thread_local DigestBytes bytes;
+    thread_local DigestBytes threadBytes;
+    DigestBytes &bytes = threadBytes;
     bytes.clear();
-    for (const QString &part : {nodeDef.name, nodeDef.node, nodeDef.nameSpace, nodeDef.nodeGroup,
-                                nodeDef.version, nodeDef.inherit, nodeDef.target, nodeDef.type})
-        bytes.addText(part);
+    for (const QString *part :
+         {&nodeDef.name, &nodeDef.node, &nodeDef.nameSpace, &nodeDef.nodeGroup, &nodeDef.version,
+          &nodeDef.inherit, &nodeDef.target, &nodeDef.type})
+        bytes.addText(*part);
     bytes.addNumber(nodeDef.isDefaultVersion ? 1 : 0);
     bytes.addAttributes(nodeDef.attributes);
     bytes.addPorts(nodeDef.parameters);
@@ -89,7 +108,11 @@ QString ImplementationId::digestOf(const NodeDef &nodeDef, const QString &text)
 
 QByteArray ImplementationId::toBytes() const
 {
-    return (sScheme + nodeDef + u'@' + digest + u'#' + QString::number(generation)).toUtf8();
+    QByteArray bytes;
+    bytes.reserve(sScheme.size() + nodeDef.size() + digest.size() + 12);
+    bytes.append(sScheme.data(), sScheme.size()).append(nodeDef.toUtf8()).append('@');
+    bytes.append(digest.toUtf8()).append('#').append(QByteArray::number(generation));
+    return bytes;
 }
 
 std::optional<ImplementationId> ImplementationId::fromBytes(const QByteArray &bytes)
