@@ -12,8 +12,6 @@
 #include <filterbase/FilterManager.h>
 #include <filterbase/UserDataKeys.h>
 
-#include <QUrl>
-
 #include <algorithm>
 #include <unordered_set>
 #include <utility>
@@ -76,7 +74,7 @@ bool CatalogueWriter::write(const ImportOptions &options)
 AssetDatabaseService::NewAsset CatalogueWriter::createAsset(CreatedAsset &planned)
 {
     const std::shared_ptr<NodeDefAsset> asset = NodeDefAsset::create();
-    asset->sourceFile.set(QUrl::fromLocalFile(planned.nodeDef.filePath));
+    asset->sourceFile.set(urlOf(planned.nodeDef.filePath));
     asset->definition.set(std::move(planned.nodeDef));
     asset->variationText.set(planned.text);
     if (planned.next.held)
@@ -91,7 +89,15 @@ AssetDatabaseService::NewAsset CatalogueWriter::createAsset(CreatedAsset &planne
                  MetaDataItem::Integer);
     metaData.set(positionUserDataKey, planned.position, MetaDataItem::Integer);
     m_created.push_back(asset);
-    return {asset, planned.id, planned.assetName, metaData};
+    return {asset, planned.id, planned.assetName, std::move(metaData)};
+}
+
+// Nodedefs come file by file.
+const QUrl &CatalogueWriter::urlOf(const QString &filePath)
+{
+    if (m_lastFile.first != filePath)
+        m_lastFile = {filePath, QUrl::fromLocalFile(filePath)};
+    return m_lastFile.second;
 }
 
 // The links that could not be made while the assets were: to new ones, and from old ones.

@@ -8,8 +8,11 @@
 #include <assets/AssetReference.h>
 
 #include <QHash>
+#include <QString>
+#include <QUrl>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace Tesk::FilterBase {
@@ -33,6 +36,7 @@ public:
 
 private:
     Assets::AssetDatabaseService::NewAsset createAsset(CreatedAsset &planned);
+    const QUrl &urlOf(const QString &filePath);
     void linkVersions();
     void markReplaced();
     void noteMoves();
@@ -49,6 +53,7 @@ private:
     ImportPlan m_plan; // its definitions move into the assets
     QHash<QString, int> m_libraryOrders;
     std::vector<std::shared_ptr<NodeDefAsset>> m_created; // of the plan's new assets
+    std::pair<QString, QUrl> m_lastFile;
     Problems m_problems;
 };
 
