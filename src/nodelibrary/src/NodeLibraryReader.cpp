@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <iterator>
 #include <system_error>
@@ -117,12 +118,14 @@ static FileContent readContent(const LibraryFiles::File &file)
 
 namespace {
 
-// Reads files on a few threads; they are handed out in their order all the same.
+// Reads files on a few threads; they are handed out in their order all the same. The largest come
+// first, so that none of them is left over for one thread alone at the end.
 class ParallelReading
 {
 public:
     explicit ParallelReading(const std::vector<LibraryFiles::File> &files)
         : m_files(files)
+        , m_order(largestFirst(files))
         , m_promises(files.size())
     {
         for (auto &promise : m_promises)
@@ -147,9 +150,27 @@ public:
 private:
     static constexpr std::size_t sMostThreads = 8;
 
+    static std::vector<std::size_t> largestFirst(const std::vector<LibraryFiles::File> &files)
+    {
+        std::vector<std::pair<std::uintmax_t, std::size_t>> sizes;
+        sizes.reserve(files.size());
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            std::error_code error;
+            const std::uintmax_t size = std::filesystem::file_size(files[i].path, error);
+            sizes.emplace_back(error ? 0 : size, i);
+        }
+        std::sort(sizes.begin(), sizes.end(), std::greater());
+        std::vector<std::size_t> order;
+        order.reserve(files.size());
+        for (const auto &[size, index] : sizes)
+            order.push_back(index);
+        return order;
+    }
+
     void work()
     {
-        for (std::size_t i = m_next++; i < m_files.size(); i = m_next++) {
+        for (std::size_t next = m_next++; next < m_order.size(); next = m_next++) {
+            const std::size_t i = m_order[next];
             try {
                 m_promises[i].set_value(readContent(m_files[i]));
             } catch (...) {
@@ -159,6 +180,7 @@ private:
     }
 
     const std::vector<LibraryFiles::File> &m_files;
+    const std::vector<std::size_t> m_order;
     std::vector<std::promise<FileContent>> m_promises;
     std::vector<std::future<FileContent>> m_results;
     std::atomic<std::size_t> m_next = 0;

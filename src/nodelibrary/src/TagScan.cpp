@@ -9,6 +9,12 @@ static qsizetype skipPast(QByteArrayView bytes, qsizetype from, QByteArrayView e
     return found < 0 ? bytes.size() : found + end.size();
 }
 
+static qsizetype skipPast(QByteArrayView bytes, qsizetype from, char end)
+{
+    const qsizetype found = bytes.indexOf(end, from);
+    return found < 0 ? bytes.size() : found + 1;
+}
+
 // Goes through a tag whose name begins at \a at; counts "=" outside of quotes.
 static qsizetype skipTag(QByteArrayView bytes, qsizetype at, int &attributes)
 {
@@ -16,7 +22,7 @@ static qsizetype skipTag(QByteArrayView bytes, qsizetype at, int &attributes)
         const char c = bytes[at];
         if (c == '=')
             ++attributes;
-        at = c == '"' || c == '\'' ? skipPast(bytes, at + 1, QByteArrayView(&c, 1)) : at + 1;
+        at = c == '"' || c == '\'' ? skipPast(bytes, at + 1, c) : at + 1;
     }
     return at;
 }
@@ -24,7 +30,7 @@ static qsizetype skipTag(QByteArrayView bytes, qsizetype at, int &attributes)
 qsizetype TagScan::findCrowdedTag(QByteArrayView bytes, int most)
 {
     qsizetype at = 0;
-    while ((at = skipPast(bytes, at, "<")) < bytes.size()) {
+    while ((at = skipPast(bytes, at, '<')) < bytes.size()) {
         const QByteArrayView rest = bytes.sliced(at);
         if (rest.startsWith("!--")) {
             at = skipPast(bytes, at + 3, "-->");
