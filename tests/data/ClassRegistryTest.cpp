@@ -16,6 +16,7 @@
 
 namespace Tesk::Data {
 
+using Serialization::ArrayNode;
 using Serialization::Document;
 using Serialization::Node;
 using testing::ElementsAre;
@@ -73,6 +74,41 @@ TEST_F(ClassRegistryTest, knowsNoVersionUnlessItWasSet)
     ClassRegistry::setCurrentVersion(QStringLiteral("Version::A"), 3);
 
     EXPECT_EQ(ClassRegistry::currentVersion(QStringLiteral("Version::A")), 3);
+}
+
+TEST_F(ClassRegistryTest, knowsWhatIsRegisteredAfterAClassWasAskedFor)
+{
+    const QString name = QStringLiteral("Later::A");
+    const Node node = nodeOf(name, 1);
+    EXPECT_TRUE(ClassRegistry::needsUpgrade(node));
+
+    ClassRegistry::setCurrentVersion(name, 1);
+    EXPECT_FALSE(ClassRegistry::needsUpgrade(node));
+
+    ClassRegistry::setCurrentVersion(name, 2);
+    EXPECT_TRUE(ClassRegistry::needsUpgrade(node));
+
+    ClassRegistry::setCurrentVersion(name, 1);
+    ClassRegistry::declareClassNameAlias(name, QStringLiteral("Later::B"));
+    EXPECT_TRUE(ClassRegistry::needsUpgrade(node));
+}
+
+TEST_F(ClassRegistryTest, objectsAreWrittenWithTheVersionOfTheMoment)
+{
+    const Record record;
+    const Document both;
+    ArrayNode items = both.root().addArray("items", "item");
+    Node before = items.append();
+    Node after = items.append();
+
+    serializeToNode(before, record);
+    const int version = before.classVersion();
+    ClassRegistry::setCurrentVersion(Record::sTypeName, version + 1);
+    serializeToNode(after, record);
+    ClassRegistry::setCurrentVersion(Record::sTypeName, version);
+
+    EXPECT_EQ(before.classVersion(), version);
+    EXPECT_EQ(after.classVersion(), version + 1);
 }
 
 TEST_F(ClassRegistryTest, passesANodeThroughTheUpdatersInAscendingOrder)

@@ -1,5 +1,6 @@
 #include "StandIns.h"
 
+#include <data/Cbor.h>
 #include <data/ClassRegistry.h>
 #include <data/Document.h>
 #include <data/Serialization.h>
@@ -114,6 +115,27 @@ TEST_F(SerializationTest, writesVersionZeroForAClassWithoutOne)
     EXPECT_EQ(node.classVersion(), 0);
     Listening read;
     EXPECT_NO_THROW(deserializeFromNode(node, read));
+}
+
+TEST_F(SerializationTest, objectsOfOneClassKeepTheirClassInformationApart)
+{
+    const Record record;
+    const Document written;
+    ArrayNode items = written.root().addArray("items", "item");
+    std::vector<Node> nodes;
+    for (int count = 0; count < 3; ++count)
+        serializeToNode(nodes.emplace_back(items.append()), record);
+
+    nodes[1].setClassInfo(QStringLiteral("Other"), 7);
+
+    for (const Node &node : {nodes[0], nodes[2]}) {
+        EXPECT_EQ(node.className(), Record::sTypeName);
+        EXPECT_EQ(node.classVersion(), 100);
+    }
+    const QByteArray bytes = toCbor(written);
+    EXPECT_EQ(bytes.count("Record"), 2);
+    EXPECT_EQ(bytes.count("Other"), 1);
+    EXPECT_EQ(toCbor(Serialization::fromCbor(bytes)), bytes); // where each is a copy of its own
 }
 
 TEST_F(SerializationTest, restoresAllFieldsAndThenCallsOnLoadedFromDisk)

@@ -93,9 +93,9 @@ const Slot &Arena::classInfo(quint32 index) const
     return m_slots[slot.children.extra];
 }
 
-quint32 Arena::addName(std::string_view name)
+quint32 Arena::useName(quint32 id, std::string_view name)
 {
-    if (m_names.find(name) == 0)
+    if (id == 0)
         checkName(name);
     if (m_names.usedCount() == CborLimits::sMaxNames) {
         raiseSerialization(TESK_HERE,
@@ -104,7 +104,10 @@ quint32 Arena::addName(std::string_view name)
                                    .arg(quoted(name))
                                    .arg(CborLimits::sMaxNames));
     }
-    return m_names.use(name);
+    if (id == 0)
+        id = m_names.insert(name);
+    m_names.use(id);
+    return id;
 }
 
 void Arena::raiseFull()
@@ -123,6 +126,31 @@ quint32 Arena::addChild(quint32 parent, std::string_view name)
     if (m_markedObject == parent)
         m_names.mark(id);
     return child;
+}
+
+quint32 Arena::addAttribute(quint32 parent, std::string_view name)
+{
+    const quint32 known = m_names.findNext(name);
+    const quint32 taken = findChild(parent, known);
+    if (taken != 0 && m_slots[taken].isAttribute())
+        return taken;
+    if (name == "class") {
+        raiseSerialization(TESK_HERE,
+                           QStringLiteral("Cannot add the attribute \"class\" to %1: the "
+                                          "name stands for the class information")
+                                   .arg(describe(parent)));
+    }
+    if (!m_slots[parent].isObject())
+        raiseNoObject(parent);
+    if (taken != 0)
+        raiseNameTaken(parent, name);
+    const quint32 id = m_names.isUsed(known) ? known : useName(known, name);
+    const quint32 added = appendChild(parent, id);
+    if (m_markedObject == parent)
+        m_names.mark(id);
+    m_slots[added].setBits(SlotKind::Bool, 0);
+    m_slots[added].kindAndFlags |= Slot::sAttributeFlag;
+    return added;
 }
 
 void Arena::raiseNameTaken(quint32 parent, std::string_view name) const
@@ -191,13 +219,20 @@ void Arena::setClassInfo(quint32 object, std::string_view className, qint32 vers
     if (!m_slots[object].isObject())
         raiseNoObject(object);
     const std::string_view kept = keepBytes(className);
-    quint32 info = m_slots[object].children.extra;
-    if (info == 0) {
-        info = static_cast<quint32>(m_slots.size());
-        m_slots.emplace_back(SlotKind::Text);
-        m_slots[object].children.extra = info;
-    }
-    m_slots[info].setView(SlotKind::Text, kept, version);
+    // Always a new slot: several objects may share the one there is.
+    m_lastClassInfo = static_cast<quint32>(m_slots.size());
+    m_slots.emplace_back(SlotKind::Text).setView(SlotKind::Text, kept, version);
+    m_slots[object].children.extra = m_lastClassInfo;
+}
+
+bool Arena::repeatClassInfo(quint32 object, std::string_view className, qint32 version)
+{
+    const Slot &last = m_slots[m_lastClassInfo];
+    if (m_lastClassInfo == 0 || last.view.version != version || last.text() != className
+        || !m_slots[object].isObject())
+        return false;
+    m_slots[object].children.extra = m_lastClassInfo;
+    return true;
 }
 
 void Arena::clearContent(quint32 index)
@@ -352,6 +387,7 @@ void Arena::clear()
     m_free = isOneOfUsualSize ? m_chunks.front().get() : nullptr;
     m_freeSize = isOneOfUsualSize ? chunkSize : 0;
     m_markedObject = sNoObject;
+    m_lastClassInfo = 0;
 }
 
 bool Arena::isSmall() const

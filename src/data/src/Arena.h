@@ -51,6 +51,12 @@ struct Slot
 
     SlotKind kind() const { return static_cast<SlotKind>(kindAndFlags & 0x7FU); }
     bool isAttribute() const { return (kindAndFlags & sAttributeFlag) != 0; }
+    /// Whether it is no attribute and has neither value nor children.
+    bool isEmpty() const
+    {
+        return kindAndFlags == static_cast<quint8>(SlotKind::Object) && children.count == 0
+               && children.extra == 0;
+    }
     bool isObject() const { return kind() == SlotKind::Object; }
     bool isArray() const { return kind() == SlotKind::Array; }
     bool hasView() const { return kind() == SlotKind::Text || kind() == SlotKind::Bytes; }
@@ -88,6 +94,7 @@ public:
 
     Slot &slot(quint32 index) { return m_slots[index]; }
     const Slot &slot(quint32 index) const { return m_slots[index]; }
+    qsizetype slotCount() const { return static_cast<qsizetype>(m_slots.size()); }
     std::string_view nameText(quint32 id) const { return m_names.text(id); }
     NameTable &names() { return m_names; }
     std::vector<Slot> &slotTable() { return m_slots; }
@@ -102,8 +109,8 @@ public:
 
     quint32 internName(std::string_view name)
     {
-        const quint32 known = m_names.findUsed(name);
-        return known != 0 ? known : addName(name);
+        const quint32 id = m_names.findNext(name);
+        return m_names.isUsed(id) ? id : useName(id, name);
     }
     /// Appends an empty object as the last child and returns it; the caller makes it what it is.
     quint32 appendChild(quint32 parent, quint32 name)
@@ -120,9 +127,13 @@ public:
     }
     /// As appendChild(), for an object: raises when the name is taken.
     quint32 addChild(quint32 parent, std::string_view name);
+    /// The attribute of this name, made if there is none.
+    quint32 addAttribute(quint32 parent, std::string_view name);
     void removeChild(quint32 parent, quint32 child);
     void renameChild(quint32 parent, quint32 child, std::string_view name);
     void setClassInfo(quint32 object, std::string_view className, qint32 version);
+    /// The same if it was set last on another object: objects of one class follow each other.
+    bool repeatClassInfo(quint32 object, std::string_view className, qint32 version);
     void clearContent(quint32 index);
     /// Copies the content of a slot of \a source, which may be this arena, but not the name.
     void copyContent(quint32 index, const Arena &source, quint32 sourceIndex);
@@ -146,7 +157,8 @@ public:
     QString describe(quint32 index) const;
 
 private:
-    quint32 addName(std::string_view name);
+    /// \a id is 0 for a name that the table does not have.
+    quint32 useName(quint32 id, std::string_view name);
     [[noreturn]] static void raiseFull();
     [[noreturn]] void raiseNoObject(quint32 index) const;
     [[noreturn]] void raiseNameTaken(quint32 parent, std::string_view name) const;
@@ -166,6 +178,7 @@ private:
     // The object whose children's names are the marked ones of m_names; sNoObject for none.
     static constexpr quint32 sNoObject = 0xFFFFFFFF;
     quint32 m_markedObject = sNoObject;
+    quint32 m_lastClassInfo = 0;
 };
 
 /// Raises unless \a name may name a node, an attribute or an item.

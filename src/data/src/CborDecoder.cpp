@@ -342,10 +342,10 @@ quint32 CborDecoder::addSlot(quint32 name)
 quint32 CborDecoder::intern(std::string_view name, const uchar *itemAt)
 {
     NameTable &names = m_arena.names();
-    const quint32 known = names.findUsed(name);
-    if (known != 0) [[likely]]
-        return known;
-    if (names.find(name) == 0) {
+    quint32 id = names.findNext(name);
+    if (names.isUsed(id)) [[likely]]
+        return id;
+    if (id == 0) {
         const QString fault = nameFault(name);
         if (!fault.isEmpty())
             fail(itemAt, TESK_HERE, fault);
@@ -354,7 +354,10 @@ quint32 CborDecoder::intern(std::string_view name, const uchar *itemAt)
         fail(itemAt, TESK_HERE,
              QStringLiteral("more than %1 different names").arg(CborLimits::sMaxNames));
     }
-    return names.use(name);
+    if (id == 0)
+        id = names.insert(name);
+    names.use(id);
+    return id;
 }
 
 void CborDecoder::enterContainer(const Head &head, quint64 items, quint64 bytesPerItem, int depth)

@@ -12,12 +12,93 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace Tesk::Data::Serialization {
 
 namespace {
 
-constexpr qsizetype largestHead = 9;
+constexpr std::size_t largestHead = 9;
+// An encoded node of ordinary records takes about this many bytes, its name counted.
+constexpr qsizetype bytesPerNode = 12;
+
+/// The lowest \a size bytes of \a value, most significant first.
+char *putBigEndian(char *at, quint64 value, std::size_t size)
+{
+    const quint64 swapped = qToBigEndian(value << (64 - 8 * size));
+    std::memcpy(at, &swapped, size);
+    return at + size;
+}
+
+char *putByte(char *at, quint8 byte)
+{
+    *at = static_cast<char>(byte);
+    return at + 1;
+}
+
+char *putLongHead(char *at, CborFormat::Major major, quint64 argument)
+{
+    const auto put = [at, major, argument](quint8 info, std::size_t size) {
+        return putBigEndian(putByte(at, CborFormat::firstByte(major, info)), argument, size);
+    };
+    if (argument <= 0xFF)
+        return put(CborFormat::oneByte, 1);
+    if (argument <= 0xFFFF)
+        return put(CborFormat::twoBytes, 2);
+    if (argument <= 0xFFFFFFFF)
+        return put(CborFormat::fourBytes, 4);
+    return put(CborFormat::eightBytes, 8);
+}
+
+char *putHead(char *at, CborFormat::Major major, quint64 argument)
+{
+    if (argument < CborFormat::oneByte) [[likely]]
+        return putByte(at, CborFormat::firstByte(major, static_cast<quint8>(argument)));
+    return putLongHead(at, major, argument);
+}
+
+template<class Word>
+void copyEnds(char *to, std::string_view text)
+{
+    Word first;
+    Word last;
+    std::memcpy(&first, text.data(), sizeof(Word));
+    std::memcpy(&last, text.data() + text.size() - sizeof(Word), sizeof(Word));
+    std::memcpy(to, &first, sizeof(Word));
+    std::memcpy(to + text.size() - sizeof(Word), &last, sizeof(Word));
+}
+
+// Most texts are short: two moves that overlap where needed cost less than a call.
+char *putBytes(char *at, std::string_view text)
+{
+    const std::size_t size = text.size();
+    if (size > 16)
+        std::memcpy(at, text.data(), size);
+    else if (size >= 8)
+        copyEnds<quint64>(at, text);
+    else if (size >= 4)
+        copyEnds<quint32>(at, text);
+    else if (size >= 2)
+        copyEnds<quint16>(at, text);
+    else if (size == 1)
+        *at = text.front();
+    return at + size;
+}
+
+char *putDouble(char *at, quint64 bits)
+{
+    const auto put = [at](quint8 form, quint64 value, std::size_t size) {
+        return putBigEndian(putByte(at, CborFormat::firstByte(CborFormat::Simple, form)), value,
+                            size);
+    };
+    if (isNan(bits))
+        return put(CborFormat::half, canonicalHalfNan, 2);
+    if (const auto halfBits = narrowed(bits, halfForm))
+        return put(CborFormat::half, *halfBits, 2);
+    if (const auto singleBits = narrowed(bits, singleForm))
+        return put(CborFormat::single, *singleBits, 4);
+    return put(CborFormat::full, bits, 8);
+}
 
 } // namespace
 
@@ -29,160 +110,110 @@ QByteArray CborEncoder::encode(const Node &node)
 QByteArray CborEncoder::write(quint32 index)
 {
     // What was read is likely to be written in about the same size.
-    grow(std::max<qsizetype>(256, m_arena.source().size() + 64));
-    writeSlot(index, 1);
-    m_out.truncate(m_at - m_out.constData());
+    const qsizetype expected =
+            std::max(m_arena.source().size(), m_arena.slotCount() * bytesPerNode);
+    char *const begin = grow(nullptr, static_cast<std::size_t>(expected) + 64);
+    const char *const end = writeSlot(begin, m_arena.slot(index), 1);
+    m_out.truncate(end - m_out.constData());
     if (m_out.size() > CborLimits::sMaxBytes) {
         raiseSerialization(TESK_HERE, QStringLiteral("Cannot write %1: %2 bytes are more than %3")
                                               .arg(m_arena.describe(index))
                                               .arg(m_out.size())
                                               .arg(CborLimits::sMaxBytes));
     }
-    return m_out;
+    return std::move(m_out);
 }
 
-void CborEncoder::writeSlot(quint32 index, int depth)
+char *CborEncoder::writeSlot(char *at, const Slot &slot, int depth)
 {
-    const Slot &slot = m_arena.slot(index);
     switch (slot.kind()) {
     case SlotKind::Object:
-        writeObject(slot, depth);
-        break;
+        return writeObject(at, slot, depth);
     case SlotKind::Array:
-        writeArray(slot, depth);
-        break;
+        return writeArray(at, slot, depth);
     case SlotKind::Unsigned:
-        writeHead(Major::Unsigned, slot.bits);
-        break;
+        return putHead(at, Major::Unsigned, slot.bits);
     case SlotKind::Signed:
-        writeHead(Major::Negative, ~slot.bits);
-        break;
+        return putHead(at, Major::Negative, ~slot.bits);
     case SlotKind::Bool:
-        writeByte(CborFormat::firstByte(Major::Simple, slot.bits == 0 ? CborFormat::falseValue
-                                                                      : CborFormat::trueValue));
-        break;
+        return putByte(at, CborFormat::firstByte(Major::Simple, slot.bits == 0
+                                                                        ? CborFormat::falseValue
+                                                                        : CborFormat::trueValue));
     case SlotKind::Double:
-        writeDouble(slot.bits);
-        break;
+        return putDouble(at, slot.bits);
     case SlotKind::Text:
-        writeString(Major::Text, slot.text());
-        break;
+        return writeString(at, Major::Text, slot.text());
     case SlotKind::Bytes:
-        writeString(Major::Bytes, slot.text());
-        break;
+        return writeString(at, Major::Bytes, slot.text());
     }
+    return at;
 }
 
-void CborEncoder::writeObject(const Slot &slot, int depth)
+char *CborEncoder::writeObject(char *at, const Slot &slot, int depth)
 {
     const quint32 info = slot.children.extra;
     const quint32 entries = slot.children.count + (info == 0 ? 0 : 1);
     enterContainer(entries, depth);
-    writeHead(Major::Map, entries);
+    at = putHead(at, Major::Map, entries);
     if (info != 0)
-        writeClassInfo(m_arena.slot(info));
-    for (quint32 at = slot.children.first; at != 0; at = m_arena.slot(at).next) {
-        writeKey(m_arena.slot(at));
-        writeSlot(at, depth + 1);
+        at = writeClassInfo(at, info);
+    for (quint32 child = slot.children.first; child != 0;) {
+        const Slot &entry = m_arena.slot(child);
+        at = writeSlot(writeKey(at, entry), entry, depth + 1);
+        child = entry.next;
     }
+    return at;
 }
 
-void CborEncoder::writeArray(const Slot &slot, int depth)
+char *CborEncoder::writeArray(char *at, const Slot &slot, int depth)
 {
     enterContainer(slot.children.count, depth);
-    writeHead(Major::Array, quint64(slot.children.count) + 1);
-    writeString(Major::Text, m_arena.nameText(slot.children.extra));
-    for (quint32 at = slot.children.first; at != 0; at = m_arena.slot(at).next)
-        writeSlot(at, depth + 1);
+    at = putHead(at, Major::Array, quint64(slot.children.count) + 1);
+    at = writeString(makeRoom(at, largestHead), Major::Text, m_arena.nameText(slot.children.extra));
+    for (quint32 item = slot.children.first; item != 0; item = m_arena.slot(item).next)
+        at = makeRoom(writeSlot(at, m_arena.slot(item), depth + 1), largestHead);
+    return at;
 }
 
-void CborEncoder::writeClassInfo(const Slot &info)
+char *CborEncoder::writeClassInfo(char *at, quint32 index)
 {
-    writeString(Major::Text, CborFormat::classKey);
-    writeHead(Major::Array, 2);
-    writeString(Major::Text, info.text());
-    writeHead(Major::Unsigned, static_cast<quint64>(info.view.version));
+    if (index == m_lastClassInfo) {
+        at = makeRoom(at, m_lastClassInfoSize);
+        return putBytes(at, {m_out.constData() + m_lastClassInfoAt, m_lastClassInfoSize});
+    }
+    const Slot &info = m_arena.slot(index);
+    m_lastClassInfo = index;
+    m_lastClassInfoAt = at - m_out.constData();
+    at = writeString(makeRoom(at, largestHead), Major::Text, CborFormat::classKey);
+    at = putHead(at, Major::Array, 2);
+    at = writeString(makeRoom(at, largestHead), Major::Text, info.text());
+    at = putHead(at, Major::Unsigned, static_cast<quint64>(info.view.version));
+    m_lastClassInfoSize = static_cast<std::size_t>(at - m_out.constData() - m_lastClassInfoAt);
+    return at;
 }
 
-void CborEncoder::writeKey(const Slot &slot)
+char *CborEncoder::writeKey(char *at, const Slot &slot)
 {
     const std::string_view name = m_arena.nameText(slot.name);
-    if (!slot.isAttribute()) {
-        writeString(Major::Text, name);
-        return;
-    }
-    writeHead(Major::Text, name.size() + 1);
-    writeByte(static_cast<quint8>(CborFormat::attributeMark));
-    makeRoom(static_cast<qsizetype>(name.size()));
-    m_at = std::copy(name.begin(), name.end(), m_at);
+    at = makeRoom(at, largestHead + 1 + name.size() + largestHead);
+    if (!slot.isAttribute())
+        return putBytes(putHead(at, Major::Text, name.size()), name);
+    at = putHead(at, Major::Text, name.size() + 1);
+    return putBytes(putByte(at, static_cast<quint8>(CborFormat::attributeMark)), name);
 }
 
-void CborEncoder::writeDouble(quint64 bits)
+char *CborEncoder::writeString(char *at, Major major, std::string_view text)
 {
-    makeRoom(largestHead);
-    const auto write = [this](quint8 form, quint64 value, int size) {
-        *m_at++ = static_cast<char>(CborFormat::firstByte(Major::Simple, form));
-        putBigEndian(value, size);
-    };
-    if (isNan(bits))
-        write(CborFormat::half, canonicalHalfNan, 2);
-    else if (const auto halfBits = narrowed(bits, halfForm))
-        write(CborFormat::half, *halfBits, 2);
-    else if (const auto singleBits = narrowed(bits, singleForm))
-        write(CborFormat::single, *singleBits, 4);
-    else
-        write(CborFormat::full, bits, 8);
+    at = putHead(at, major, text.size());
+    return putBytes(makeRoom(at, text.size() + largestHead), text);
 }
 
-void CborEncoder::writeString(Major major, std::string_view text)
+char *CborEncoder::grow(char *at, std::size_t size)
 {
-    makeRoom(largestHead + static_cast<qsizetype>(text.size()));
-    writeHead(major, text.size());
-    m_at = std::copy(text.begin(), text.end(), m_at);
-}
-
-void CborEncoder::writeHead(Major major, quint64 argument)
-{
-    makeRoom(largestHead);
-    const auto put = [this, major](quint8 info) {
-        *m_at++ = static_cast<char>(CborFormat::firstByte(major, info));
-    };
-    if (argument < CborFormat::oneByte) {
-        put(static_cast<quint8>(argument));
-    } else if (argument <= 0xFF) {
-        put(CborFormat::oneByte);
-        *m_at++ = static_cast<char>(argument);
-    } else if (argument <= 0xFFFF) {
-        put(CborFormat::twoBytes);
-        putBigEndian(argument, 2);
-    } else if (argument <= 0xFFFFFFFF) {
-        put(CborFormat::fourBytes);
-        putBigEndian(argument, 4);
-    } else {
-        put(CborFormat::eightBytes);
-        putBigEndian(argument, 8);
-    }
-}
-
-void CborEncoder::writeByte(quint8 byte)
-{
-    makeRoom(1);
-    *m_at++ = static_cast<char>(byte);
-}
-
-void CborEncoder::putBigEndian(quint64 value, int size)
-{
-    const quint64 swapped = qToBigEndian(value << (64 - 8 * size));
-    std::memcpy(m_at, &swapped, static_cast<std::size_t>(size));
-    m_at += size;
-}
-
-void CborEncoder::grow(qsizetype size)
-{
-    const qsizetype used = m_at == nullptr ? 0 : m_at - m_out.constData();
-    m_out.resize(std::max(used + size, m_out.size() * 2));
-    m_at = m_out.data() + used;
-    m_end = m_out.data() + m_out.size();
+    const qsizetype used = at == nullptr ? 0 : at - m_out.constData();
+    m_out.resize(std::max(used + static_cast<qsizetype>(size), m_out.size() * 2));
+    m_end = m_out.constData() + m_out.size();
+    return m_out.data() + used;
 }
 
 void CborEncoder::enterContainer(quint32 nodes, int depth)

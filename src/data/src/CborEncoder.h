@@ -12,6 +12,9 @@ namespace Tesk::Data::Serialization {
 class Node;
 
 /// Writes one node.
+///
+/// What writes takes the place to write at and gives the place behind what it wrote. There must
+/// be room for a head; what else it writes it makes room for.
 class CborEncoder
 {
 public:
@@ -25,30 +28,27 @@ private:
     {}
 
     QByteArray write(quint32 index);
-    void writeSlot(quint32 index, int depth);
-    void writeObject(const Slot &slot, int depth);
-    void writeArray(const Slot &slot, int depth);
-    void writeClassInfo(const Slot &info);
-    void writeKey(const Slot &slot);
-    void writeDouble(quint64 bits);
-    void writeString(Major major, std::string_view text);
-    void writeHead(Major major, quint64 argument);
-    void writeByte(quint8 byte);
-    /// The lowest \a size bytes of \a value, most significant first. Needs room made before.
-    void putBigEndian(quint64 value, int size);
-    void makeRoom(qsizetype size)
+    char *writeSlot(char *at, const Slot &slot, int depth);
+    char *writeObject(char *at, const Slot &slot, int depth);
+    char *writeArray(char *at, const Slot &slot, int depth);
+    char *writeClassInfo(char *at, quint32 index);
+    char *writeKey(char *at, const Slot &slot);
+    char *writeString(char *at, Major major, std::string_view text);
+    char *makeRoom(char *at, std::size_t size)
     {
-        if (m_end - m_at < size)
-            grow(size);
+        return static_cast<std::size_t>(m_end - at) < size ? grow(at, size) : at;
     }
-    void grow(qsizetype size);
+    char *grow(char *at, std::size_t size);
     void enterContainer(quint32 nodes, int depth);
 
     const Arena &m_arena;
     QByteArray m_out;
-    char *m_at = nullptr;
-    char *m_end = nullptr;
+    const char *m_end = nullptr;
     quint64 m_nodes = 1;
+    // Objects of one class follow each other: where the class information written last stands.
+    quint32 m_lastClassInfo = 0;
+    qsizetype m_lastClassInfoAt = 0;
+    std::size_t m_lastClassInfoSize = 0;
 };
 
 } // namespace Tesk::Data::Serialization

@@ -1,5 +1,8 @@
 #include <data/ClassRegistry.h>
 
+#include "KnownClasses.h"
+#include "NodeAccess.h"
+
 #include <data/Node.h>
 #include <data/RaiseSerialization.h>
 #include <data/SerializableData.h>
@@ -12,10 +15,13 @@
 #include <QHash>
 #include <QMetaType>
 
+#include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <shared_mutex>
 #include <utility>
+#include <vector>
 
 namespace Tesk::Data {
 
@@ -42,6 +48,10 @@ struct Registry
     QHash<QString, QString> aliases;
     QHash<int, ClassRegistry::Factory> factories;
     QHash<QString, ClassRegistry::Factory> factoriesByName; // the same, found sooner
+    // Each as it was when somebody last asked after a change; readers may still hold any.
+    std::vector<std::unique_ptr<const KnownClasses>> snapshots;
+
+    std::atomic<const KnownClasses *> newestSnapshot = nullptr; // null when it is out of date
 
     const QString &currentNameLocked(const QString &className) const
     {
@@ -77,8 +87,10 @@ QMetaType metaTypeOf(const QString &className)
     const QMetaType type = QMetaType::fromName(name.toUtf8());
     const std::unique_lock lock(known.mutex);
     const auto entry = known.classes.find(name);
-    if (entry != known.classes.end())
+    if (entry != known.classes.end() && type.isValid()) {
         entry->type = type;
+        known.newestSnapshot = nullptr;
+    }
     return type;
 }
 
@@ -109,14 +121,56 @@ bool mayBeSerializable(const QMetaType &type)
     return type.sizeOf() >= qsizetype(sizeof(SerializableData)) && type.iface()->copyCtr == nullptr;
 }
 
+const KnownClasses &takeSnapshot()
+{
+    Registry &known = registry();
+    const std::unique_lock lock(known.mutex);
+    if (const KnownClasses *newest = known.newestSnapshot)
+        return *newest;
+    auto taken = std::make_unique<KnownClasses>();
+    const auto add = [&taken](const QString &name, const ClassEntry &entry, bool isOldName) {
+        KnownClass described{entry.version, isOldName, {}};
+        if (entry.type.isValid() && mayBeSerializable(entry.type))
+            described.type = entry.type;
+        taken->add(name.toStdString(), described);
+    };
+    for (auto entry = known.classes.cbegin(); entry != known.classes.cend(); ++entry) {
+        if (!known.aliases.contains(entry.key()))
+            add(entry.key(), *entry, false);
+    }
+    for (auto alias = known.aliases.cbegin(); alias != known.aliases.cend(); ++alias)
+        add(alias.key(), known.classes.value(*alias), true);
+    known.snapshots.push_back(std::move(taken));
+    known.newestSnapshot = known.snapshots.back().get();
+    return *known.snapshots.back();
+}
+
 } // namespace
+
+const KnownClass *KnownClasses::find(std::string_view name)
+{
+    const KnownClasses *newest = registry().newestSnapshot.load(std::memory_order_acquire);
+    const KnownClasses &classes = newest != nullptr ? *newest : takeSnapshot();
+    const quint32 id = classes.m_names.find(name);
+    return id == 0 ? nullptr : &classes.m_classes[id];
+}
+
+void KnownClasses::add(std::string_view name, const KnownClass &known)
+{
+    m_names.insert(name);
+    m_classes.push_back(known);
+}
 
 void ClassRegistry::setCurrentVersion(const QString &className, int version)
 {
     Registry &known = registry();
     const std::unique_lock lock(known.mutex);
     const QString name = known.currentNameLocked(className);
-    known.classes[name].version = version;
+    std::optional<int> &current = known.classes[name].version;
+    if (current != version) {
+        current = version;
+        known.newestSnapshot = nullptr;
+    }
 }
 
 std::optional<int> ClassRegistry::currentVersion(const QString &className)
@@ -133,6 +187,7 @@ void ClassRegistry::declareClassNameAlias(const QString &oldName, const QString 
     const QString target = known.currentNameLocked(currentName);
     if (target == oldName)
         return; // a name cannot be an old name of itself
+    known.newestSnapshot = nullptr;
     known.aliases[oldName] = target;
     for (QString &name : known.aliases) {
         if (name == oldName)
@@ -171,11 +226,11 @@ void ClassRegistry::declareUpdater(const QString &className, int fromVersion, in
 
 bool ClassRegistry::needsUpgrade(const Serialization::Node &node)
 {
-    const QString stored = node.className();
-    Registry &known = registry();
-    const std::shared_lock lock(known.mutex);
-    return known.aliases.contains(stored)
-           || node.classVersion() != known.versionLocked(stored).value_or(0);
+    const Serialization::Slot &stored = Serialization::NodeAccess::classInfo(node);
+    const KnownClass *known = KnownClasses::find(stored.text());
+    if (known == nullptr)
+        return stored.view.version != 0;
+    return known->isOldName || stored.view.version != known->version.value_or(0);
 }
 
 void ClassRegistry::upgrade(Serialization::Node &node)

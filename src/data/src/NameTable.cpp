@@ -25,6 +25,7 @@ void NameTable::clear()
     m_index.assign(firstIndexSize, 0);
     m_texts.release();
     m_mark = 0;
+    m_latest = 0;
     m_document = 1;
     m_used = 0;
 }
@@ -35,13 +36,8 @@ void NameTable::startDocument()
     m_used = 0;
 }
 
-quint32 NameTable::use(std::string_view name)
+quint32 NameTable::insert(std::string_view name)
 {
-    ++m_used;
-    if (const quint32 known = find(name)) {
-        m_entries[known].document = m_document;
-        return known;
-    }
     if (m_entries.size() * 2 > m_index.size())
         grow();
     const Words words = wordsOf(name);
@@ -49,7 +45,7 @@ quint32 NameTable::use(std::string_view name)
     const auto id = static_cast<quint32>(m_entries.size());
     auto *const text = static_cast<char *>(m_texts.allocate(name.size(), 1));
     std::copy(name.begin(), name.end(), text);
-    m_entries.push_back({text, static_cast<quint32>(name.size()), m_document, words, 0});
+    m_entries.push_back({text, static_cast<quint32>(name.size()), 0, words, 0, 0});
     m_index[slot] = id;
     return id;
 }

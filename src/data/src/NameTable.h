@@ -25,14 +25,30 @@ public:
 
     /// 0 when it is not there.
     quint32 find(std::string_view name) const { return m_index[slotFor(name, wordsOf(name))]; }
-    /// 0 when the current document has no such name, even if it is there.
-    quint32 findUsed(std::string_view name) const
+    /// As find(), sooner where names come in the same order as before: those of records do.
+    quint32 findNext(std::string_view name)
     {
-        const quint32 id = find(name);
-        return m_entries[id].document == m_document ? id : 0;
+        const Words words = wordsOf(name);
+        quint32 id = m_entries[m_latest].follower;
+        if (id == 0 || !isName(m_entries[id], name, words)) {
+            id = m_index[slotFor(name, words)];
+            if (id == 0)
+                return 0;
+            m_entries[m_latest].follower = id;
+        }
+        m_latest = id;
+        return id;
     }
-    /// Makes \a name, which it does not have yet, one of the current document.
-    quint32 use(std::string_view name);
+    quint32 insert(std::string_view name);
+
+    /// Whether the current document uses the name; never for "no name".
+    bool isUsed(quint32 id) const { return m_entries[id].document == m_document; }
+    /// To be called once in a document.
+    void use(quint32 id)
+    {
+        m_entries[id].document = m_document;
+        ++m_used;
+    }
 
     std::string_view text(quint32 id) const { return {m_entries[id].data, m_entries[id].size}; }
     /// All names, whichever document they came with.
@@ -59,8 +75,9 @@ private:
     {
         const char *data = nullptr;
         quint32 size = 0;
-        quint32 document = 0; ///< the last one that used the name, from 1
+        quint32 follower = 0; ///< the name that was looked up next the last time
         Words words;
+        quint64 document = 0; ///< the last one that used the name, from 1
         quint64 mark = 0;
     };
 
@@ -106,19 +123,22 @@ private:
         return fold(words.head ^ m_seed, words.tail ^ 0x9E3779B97F4A7C15U ^ (size << 56));
     }
 
+    static bool isName(const Entry &entry, std::string_view name, const Words &words)
+    {
+        return entry.words.head == words.head && entry.words.tail == words.tail
+               && entry.size == name.size()
+               && (name.size() <= sWholeInWords
+                   || std::memcmp(entry.data, name.data(), name.size()) == 0);
+    }
+
     /// Where the name stands in m_index, or the free place where it belongs.
     std::size_t slotFor(std::string_view name, const Words &words) const
     {
         const std::size_t mask = m_index.size() - 1;
         std::size_t at = hashOf(words, name.size()) & mask;
         while (const quint32 id = m_index[at]) {
-            const Entry &entry = m_entries[id];
-            if (entry.words.head == words.head && entry.words.tail == words.tail
-                && entry.size == name.size()
-                && (name.size() <= sWholeInWords
-                    || std::memcmp(entry.data, name.data(), name.size()) == 0)) {
+            if (isName(m_entries[id], name, words))
                 break;
-            }
             at = (at + 1) & mask;
         }
         return at;
@@ -129,7 +149,8 @@ private:
     std::vector<quint32> m_index; // open addressing, a power of two, at most half full
     std::pmr::monotonic_buffer_resource m_texts;
     quint64 m_mark = 0;
-    quint32 m_document = 1;
+    quint64 m_document = 1;
+    quint32 m_latest = 0;
     quint32 m_used = 0;
     quint64 m_seed; // names come from files: nobody shall choose those that collide
 };

@@ -1,6 +1,7 @@
 #include <data/Node.h>
 
 #include "Arena.h"
+#include "NodeAccess.h"
 
 #include <data/ClassRegistry.h>
 #include <data/RaiseSerialization.h>
@@ -70,6 +71,8 @@ Arena &Node::arena() const
 Arena &Node::arenaForValue() const
 {
     const Slot &slot = arena().slot(m_index);
+    if (slot.isEmpty()) [[likely]]
+        return *m_arena;
     if (slot.isAttribute()) {
         raiseSerialization(TESK_HERE,
                            QStringLiteral("Cannot set %1: use the node that it belongs to")
@@ -182,20 +185,7 @@ quint32 Node::findAttribute(const NodeName &name) const
 
 quint32 Node::addAttribute(const NodeName &name)
 {
-    const quint32 existing = findAttribute(name);
-    if (existing != 0)
-        return existing;
-    if (name.utf8() == "class") {
-        raiseSerialization(TESK_HERE,
-                           QStringLiteral("Cannot add the attribute \"class\" to %1: the "
-                                          "name stands for the class information")
-                                   .arg(m_arena->describe(m_index)));
-    }
-    const quint32 added = m_arena->addChild(m_index, name.utf8());
-    Slot &slot = m_arena->slot(added);
-    slot.setBits(SlotKind::Bool, 0);
-    slot.kindAndFlags |= Slot::sAttributeFlag;
-    return added;
+    return arena().addAttribute(m_index, name.utf8());
 }
 
 bool Node::hasAttribute(const NodeName &name) const
@@ -303,6 +293,14 @@ void Node::setClassInfo(const QString &className, int version)
                                    .arg(version));
     }
     arena().setClassInfo(m_index, name.utf8(), version);
+}
+
+void NodeAccess::setClassInfo(Node &node, std::string_view className, int version)
+{
+    if (node.arena().repeatClassInfo(node.m_index, className, version))
+        return;
+    const auto size = static_cast<qsizetype>(className.size());
+    node.setClassInfo(QString::fromUtf8(className.data(), size), version);
 }
 
 // --- values

@@ -1,6 +1,8 @@
 #include <data/Serialization.h>
 
 #include "DataAccess.h"
+#include "KnownClasses.h"
+#include "NodeAccess.h"
 
 #include <data/ClassRegistry.h>
 #include <data/Document.h>
@@ -9,6 +11,7 @@
 
 #include <vantbase/Exception.h>
 #include <vantbase/Location.h>
+#include <vantbase/Ownership.h>
 #include <vantbase/Raise.h>
 
 #include <optional>
@@ -23,13 +26,30 @@ constexpr const char *sStringItemName = "String";
 
 void readFields(const Node &fieldsNode, SerializableData &object)
 {
+    const ScopedOptionInhibitor writable(object, SerializableFieldBase::ReadOnly);
     for (SerializableFieldBase *field : object.fields()) {
-        const ScopedOptionInhibitor writable(object, SerializableFieldBase::ReadOnly);
         if (field->options().testFlag(SerializableFieldBase::NotPersisted))
             field->resetToDefault();
         else
             field->deserialize(fieldsNode);
     }
+}
+
+NodeName classNameOf(const SerializableData &object)
+{
+    return QLatin1StringView(object.metaObject()->className());
+}
+
+// Throws where the class is unknown or cannot be made.
+SerializableData *newInstance(const Node &node)
+{
+    const KnownClass *known = KnownClasses::find(NodeAccess::classInfo(node).text());
+    void *made = known && known->version ? known->type.create() : nullptr;
+    if (!made)
+        return ClassRegistry::newInstance(node.className());
+    auto *object = static_cast<SerializableData *>(made);
+    VantBase::forbidStealingOwnership(object);
+    return object;
 }
 
 } // namespace
@@ -106,8 +126,9 @@ void deserializeFromNode(const Node &node, QStringList &value)
 void serializeToNode(Node &node, const SerializableData &object)
 {
     object.touch();
-    const QString className = QString::fromLatin1(object.metaObject()->className());
-    node.setClassInfo(className, ClassRegistry::currentVersion(className).value_or(0));
+    const NodeName className = classNameOf(object);
+    const KnownClass *known = KnownClasses::find(className.utf8());
+    NodeAccess::setClassInfo(node, className.utf8(), known ? known->version.value_or(0) : 0);
     Node fieldsNode = node.addObject(sFieldsName);
     for (const SerializableFieldBase *field : object.fields()) {
         if (!field->options().testFlag(SerializableFieldBase::NotPersisted))
@@ -133,7 +154,8 @@ void deserializeFromNode(const Node &node, SerializableData &object)
         current.copyFrom(node);
         ClassRegistry::upgrade(current);
     }
-    current.checkClassInfo(QString::fromLatin1(object.metaObject()->className()));
+    if (NodeAccess::classInfo(current).text() != classNameOf(object).utf8())
+        current.checkClassInfo(QString::fromLatin1(object.metaObject()->className()));
     const Node fieldsNode = current.findObject(sFieldsName);
     if (fieldsNode.isNull())
         VantBase::raiseNotFound(TESK_HERE,
@@ -151,7 +173,7 @@ SerializableData *newObject(const Node &node, const QMetaObject &expected)
 {
     if (node.attribute(sNullAttribute, false))
         return nullptr;
-    std::unique_ptr<SerializableData> object(ClassRegistry::newInstance(node.className()));
+    std::unique_ptr<SerializableData> object(newInstance(node));
     if (!object->metaObject()->inherits(&expected))
         raiseSerialization(TESK_HERE,
                            QStringLiteral("Found an object of class \"%1\": expected %2")

@@ -53,6 +53,15 @@ using Units [[gnu::vector_size(16)]] = std::uint16_t;
 using Bytes [[gnu::vector_size(8)]] = std::uint8_t;
 constexpr qsizetype block = sizeof(Units) / sizeof(std::uint16_t);
 
+constexpr qsizetype halfBlock = sizeof(quint64) / sizeof(char16_t);
+
+quint64 wordAt(const char16_t *units)
+{
+    quint64 word = 0;
+    std::memcpy(&word, units, sizeof(word));
+    return word;
+}
+
 Units blockAt(const char16_t *units)
 {
     Units loaded;
@@ -87,6 +96,8 @@ bool isAscii(QStringView text)
     constexpr quint64 beyondAscii = 0xff80ff80ff80ff80;
     const char16_t *const units = text.utf16();
     if (text.size() < block) {
+        if (text.size() >= halfBlock)
+            return ((wordAt(units) | wordAt(units + text.size() - halfBlock)) & beyondAscii) == 0;
         unsigned seen = 0;
         for (qsizetype at = 0; at < text.size(); ++at)
             seen |= units[at];

@@ -162,6 +162,7 @@ private:
     friend class ArrayNode;
     friend class CborEncoder;
     friend class Document;
+    friend class NodeAccess;
     friend class NodeChildren;
 
     Node(Arena *arena, quint32 index)
