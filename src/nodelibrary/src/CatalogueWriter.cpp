@@ -13,6 +13,7 @@
 #include <filterbase/UserDataKeys.h>
 
 #include <algorithm>
+#include <future>
 #include <unordered_set>
 #include <utility>
 
@@ -50,10 +51,12 @@ bool CatalogueWriter::write(const ImportOptions &options)
             return false;
         assets.push_back(createAsset(planned));
     }
+    std::future<void> described = std::async(std::launch::async, [this] { describeMerged(); });
     m_database.insertAssets(assets);
     linkVersions();
     markReplaced();
     noteMoves();
+    described.get();
     const int total = static_cast<int>(m_plan.filters.size());
     for (int done = 0; done < total; ++done) {
         if (options.progress)
@@ -93,6 +96,16 @@ AssetDatabaseService::NewAsset CatalogueWriter::createAsset(CreatedAsset &planne
 }
 
 // Nodedefs come file by file.
+// A dynamic filter asks every implementation for its description to merge them. They are made
+// beside the filing of the assets, which reads nothing of it.
+void CatalogueWriter::describeMerged() const
+{
+    for (std::size_t i = 0; i < m_created.size(); ++i) {
+        if (m_plan.created[i].isDynamic && m_plan.created[i].isHead)
+            m_created[i]->describe();
+    }
+}
+
 const QUrl &CatalogueWriter::urlOf(const QString &filePath)
 {
     if (m_lastFile.first != filePath)

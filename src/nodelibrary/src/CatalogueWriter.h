@@ -36,6 +36,7 @@ public:
 
 private:
     Assets::AssetDatabaseService::NewAsset createAsset(CreatedAsset &planned);
+    void describeMerged() const;
     const QUrl &urlOf(const QString &filePath);
     void linkVersions();
     void markReplaced();

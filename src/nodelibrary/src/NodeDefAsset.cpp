@@ -99,8 +99,13 @@ std::shared_ptr<const RenderableBase::RenderableIODesc>
 NodeDefAsset::getIODesc(const std::unordered_map<unsigned int, QVariant> &) const
 {
     if (!m_ioDesc)
-        m_ioDesc = IODescBuilder::build(definition.get(), thread());
+        describe();
     return m_ioDesc;
+}
+
+void NodeDefAsset::describe() const
+{
+    m_ioDesc = IODescBuilder::build(definition.get(), thread());
 }
 
 QString NodeDefAsset::variationType() const

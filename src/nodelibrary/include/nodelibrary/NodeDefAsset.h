@@ -64,6 +64,11 @@ public:
 
     QString variationType() const override;
 
+    /// Makes the description that getIODesc() will return.
+    ///
+    /// Threads: any one, as long as nobody changes the definition or asks for the description.
+    void describe() const;
+
     Data::Field<NodeDef> definition;
     Data::Field<QString> variationText; ///< empty for a superseded version
     Data::Field<QUrl> sourceFile;
