@@ -4,7 +4,6 @@
 #include <QStringEncoder>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <utility>
 #include <vector>
@@ -23,22 +22,23 @@ class DigestBytes
 public:
     void addNumber(qsizetype number)
     {
-        std::array<char, 24> digits{};
-        const char *end = std::to_chars(digits.begin(), digits.end(), number).ptr;
-        m_bytes.append(digits.data(), end - digits.data()).append(':');
+        static constexpr qsizetype sMost = 24;
+        char *const begin = room(sMost);
+        char *const end = std::to_chars(begin, begin + sMost - 1, number).ptr;
+        *end = ':';
+        m_size += end + 1 - begin;
     }
 
     void addText(const QString &text)
     {
         addNumber(text.size());
-        const qsizetype before = m_bytes.size();
-        m_bytes.resize(before + text.size());
-        char *to = m_bytes.data() + before;
+        char *to = room(text.size());
         for (const QChar unit : text) {
             if (unit.unicode() >= 0x80)
-                return encode(text, before);
+                return encode(text);
             *to++ = static_cast<char>(unit.unicode());
         }
+        m_size += text.size();
     }
 
     void addAttributes(const Attributes &attributes)
@@ -52,7 +52,9 @@ public:
         addNumber(static_cast<qsizetype>(m_sorted.size()));
         for (const auto *attribute : m_sorted) {
             const QLatin1StringView name = attributeText(attribute->first);
-            m_bytes.append(name.data(), name.size()).append(':');
+            char *const to = std::copy(name.begin(), name.end(), room(name.size() + 1));
+            *to = ':';
+            m_size += name.size() + 1;
             addText(attribute->second);
         }
     }
@@ -68,19 +70,27 @@ public:
         }
     }
 
-    void clear() { m_bytes.resize(0); }
-    const QByteArray &bytes() const { return m_bytes; }
+    void clear() { m_size = 0; }
+    QByteArrayView bytes() const { return QByteArrayView(m_bytes).first(m_size); }
 
 private:
-    void encode(const QString &text, qsizetype at)
+    // Where so many more bytes may be written.
+    char *room(qsizetype size)
+    {
+        if (m_bytes.size() - m_size < size)
+            m_bytes.resize(2 * m_bytes.size() + size);
+        return m_bytes.data() + m_size;
+    }
+
+    void encode(const QString &text)
     {
         QStringEncoder encoder(QStringEncoder::Utf8);
-        m_bytes.resize(at + encoder.requiredSpace(text.size()));
-        const char *end = encoder.appendToBuffer(m_bytes.data() + at, text);
-        m_bytes.resize(end - m_bytes.constData());
+        char *const begin = room(encoder.requiredSpace(text.size()));
+        m_size += encoder.appendToBuffer(begin, text) - begin;
     }
 
     QByteArray m_bytes;
+    qsizetype m_size = 0;                                            // what is written of it
     std::vector<const std::pair<AttributeName, QString> *> m_sorted; // of one element
 };
 
