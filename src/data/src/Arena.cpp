@@ -17,8 +17,8 @@ namespace {
 constexpr std::size_t chunkSize = 4096;
 constexpr std::size_t smallSlots = 4096;
 constexpr quint32 smallNames = 512;
-// Up to here comparing numbers along the list is as fast as marking.
-constexpr quint32 unmarkedChildren = 8;
+// Up to here comparing along the list is as fast as marking or finding the name first.
+constexpr quint32 fewChildren = 8;
 
 QString quoted(std::string_view text)
 {
@@ -72,10 +72,24 @@ Arena::Arena()
     m_slots.emplace_back(SlotKind::Object);
 }
 
-quint32 Arena::findChild(quint32 parent, quint32 name) const
+quint32 Arena::findChild(quint32 parent, std::string_view name) const
 {
-    if (name == 0 || !m_slots[parent].isObject())
+    const Slot &slot = m_slots[parent];
+    if (!slot.isObject() || slot.children.count == 0)
         return 0;
+    if (slot.children.count > fewChildren) {
+        const quint32 id = m_names.find(name);
+        return id == 0 ? 0 : findChildById(parent, id);
+    }
+    const NameTable::Key key = m_names.keyOf(name);
+    quint32 child = slot.children.first;
+    while (child != 0 && !m_names.isName(m_slots[child].name, key))
+        child = m_slots[child].next;
+    return child;
+}
+
+quint32 Arena::findChildById(quint32 parent, quint32 name) const
+{
     quint32 child = m_slots[parent].children.first;
     while (child != 0 && m_slots[child].name != name)
         child = m_slots[child].next;
@@ -131,7 +145,8 @@ quint32 Arena::addChild(quint32 parent, std::string_view name)
 quint32 Arena::addAttribute(quint32 parent, std::string_view name)
 {
     const quint32 known = m_names.findNext(name);
-    const quint32 taken = findChild(parent, known);
+    const bool canHaveIt = known != 0 && m_slots[parent].isObject();
+    const quint32 taken = canHaveIt ? findChildById(parent, known) : 0;
     if (taken != 0 && m_slots[taken].isAttribute())
         return taken;
     if (name == "class") {
@@ -161,8 +176,8 @@ void Arena::raiseNameTaken(quint32 parent, std::string_view name) const
 
 bool Arena::isNameTaken(quint32 parent, quint32 name)
 {
-    if (m_slots[parent].children.count <= unmarkedChildren)
-        return findChild(parent, name) != 0;
+    if (m_slots[parent].children.count <= fewChildren)
+        return findChildById(parent, name) != 0;
     if (m_markedObject != parent)
         markNamesOf(parent);
     return m_names.isMarked(name);

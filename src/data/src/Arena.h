@@ -99,10 +99,8 @@ public:
     NameTable &names() { return m_names; }
     std::vector<Slot> &slotTable() { return m_slots; }
 
-    /// 0 when no node of the document ever had this name.
-    quint32 findName(std::string_view name) const { return m_names.find(name); }
     /// The child of the object that has this name, whatever its kind; 0 when there is none.
-    quint32 findChild(quint32 parent, quint32 name) const;
+    quint32 findChild(quint32 parent, std::string_view name) const;
 
     /// Raises when the slot has none.
     const Slot &classInfo(quint32 index) const;
@@ -157,6 +155,7 @@ public:
     QString describe(quint32 index) const;
 
 private:
+    quint32 findChildById(quint32 parent, quint32 name) const;
     /// \a id is 0 for a name that the table does not have.
     quint32 useName(quint32 id, std::string_view name);
     [[noreturn]] static void raiseFull();

@@ -9,6 +9,8 @@
 
 #include <vantbase/Location.h>
 
+#include <QtEndian>
+
 #include <algorithm>
 #include <limits>
 
@@ -77,34 +79,24 @@ void CborDecoder::readDocument()
 
 // --- items
 
-CborDecoder::Head CborDecoder::readHead()
+quint64 CborDecoder::readLongArgument(const uchar *itemAt)
 {
-    if (m_at == m_end) [[unlikely]]
-        fail(m_at, TESK_HERE, QStringLiteral("the data ends where an item must begin"));
-    Head head{m_at, 0, Major::Unsigned, 0};
-    const quint8 first = *m_at++;
-    head.info = first & CborFormat::infoMask;
-    head.major = static_cast<Major>(first >> CborFormat::majorShift);
-    head.argument = head.info < CborFormat::oneByte ? head.info : readLongArgument(head);
-    return head;
-}
-
-quint64 CborDecoder::readLongArgument(const Head &head)
-{
-    if (head.info > CborFormat::eightBytes) {
-        fail(head.at, TESK_HERE,
-             head.info == CborFormat::indefinite ? QStringLiteral("an item of indefinite length")
-                                                 : QStringLiteral("a reserved length form"));
+    const auto major = static_cast<Major>(*itemAt >> CborFormat::majorShift);
+    const quint8 info = *itemAt & CborFormat::infoMask;
+    if (info > CborFormat::eightBytes) {
+        fail(itemAt, TESK_HERE,
+             info == CborFormat::indefinite ? QStringLiteral("an item of indefinite length")
+                                            : QStringLiteral("a reserved length form"));
     }
-    const int size = 1 << (head.info - CborFormat::oneByte);
-    const quint64 argument = readBigEndian(head.at, size);
+    const int size = 1 << (info - CborFormat::oneByte);
+    const quint64 argument = readBigEndian(itemAt, size);
     // Simple values and floats have rules of their own.
-    if (head.major == Major::Simple)
+    if (major == Major::Simple)
         return argument;
     const bool fitsShorter =
             size == 1 ? argument < CborFormat::oneByte : argument >> (4 * size) == 0;
     if (fitsShorter)
-        fail(head.at, TESK_HERE,
+        fail(itemAt, TESK_HERE,
              QStringLiteral("a number or length that is not in its shortest form"));
     return argument;
 }
@@ -113,25 +105,18 @@ quint64 CborDecoder::readBigEndian(const uchar *itemAt, int size)
 {
     if (m_end - m_at < size)
         fail(itemAt, TESK_HERE, QStringLiteral("the data ends inside an item"));
-    quint64 value = 0;
-    for (int i = 0; i < size; ++i)
-        value = value << 8 | *m_at++;
-    return value;
-}
-
-std::string_view CborDecoder::takeString(const Head &head)
-{
-    const auto left = static_cast<quint64>(m_end - m_at);
-    if (head.argument > left) [[unlikely]] {
-        fail(head.at, TESK_HERE,
-             QStringLiteral("%1 of %2 bytes where %3 are left")
-                     .arg(majorText(head.major))
-                     .arg(head.argument)
-                     .arg(left));
+    const uchar *const at = m_at;
+    m_at += size;
+    switch (size) {
+    case 1:
+        return *at;
+    case 2:
+        return qFromBigEndian<quint16>(at);
+    case 4:
+        return qFromBigEndian<quint32>(at);
+    default:
+        return qFromBigEndian<quint64>(at);
     }
-    const std::string_view string(reinterpret_cast<const char *>(m_at), head.argument);
-    m_at += head.argument;
-    return string;
 }
 
 std::string_view CborDecoder::readText(const char *what)
@@ -393,6 +378,20 @@ void CborDecoder::checkNames(quint32 object, const uchar *objectAt)
         }
         names.mark(name);
     }
+}
+
+void CborDecoder::failAtEnd() const
+{
+    fail(m_at, TESK_HERE, QStringLiteral("the data ends where an item must begin"));
+}
+
+void CborDecoder::failCutString(const Head &head) const
+{
+    fail(head.at, TESK_HERE,
+         QStringLiteral("%1 of %2 bytes where %3 are left")
+                 .arg(majorText(head.major))
+                 .arg(head.argument)
+                 .arg(m_end - m_at));
 }
 
 void CborDecoder::failAttribute(const uchar *at, SlotKind kind) const

@@ -34,10 +34,25 @@ private:
 
     void readDocument();
 
-    Head readHead();
-    quint64 readLongArgument(const Head &head);
+    Head readHead()
+    {
+        if (m_at == m_end) [[unlikely]]
+            failAtEnd();
+        const uchar *const at = m_at++;
+        const quint8 info = *at & CborFormat::infoMask;
+        const quint64 argument = info < CborFormat::oneByte ? info : readLongArgument(at);
+        return {at, info, static_cast<Major>(*at >> CborFormat::majorShift), argument};
+    }
+    quint64 readLongArgument(const uchar *itemAt);
     quint64 readBigEndian(const uchar *itemAt, int size);
-    std::string_view takeString(const Head &head);
+    std::string_view takeString(const Head &head)
+    {
+        if (head.argument > static_cast<quint64>(m_end - m_at)) [[unlikely]]
+            failCutString(head);
+        const std::string_view string(reinterpret_cast<const char *>(m_at), head.argument);
+        m_at += head.argument;
+        return string;
+    }
     std::string_view readText(const char *what);
     std::string_view readName(const char *what);
 
@@ -53,6 +68,8 @@ private:
     quint32 intern(std::string_view name, const uchar *itemAt);
     void enterContainer(const Head &head, quint64 items, quint64 bytesPerItem, int depth);
     void checkNames(quint32 object, const uchar *objectAt);
+    [[noreturn]] void failAtEnd() const;
+    [[noreturn]] void failCutString(const Head &head) const;
     [[noreturn]] void failAttribute(const uchar *at, SlotKind kind) const;
     [[noreturn]] void fail(const uchar *at, const std::string &place, const QString &fault) const;
 

@@ -20,8 +20,35 @@ namespace Tesk::Data::Serialization {
 /// Ownership: owns copies of the names.
 class NameTable
 {
+    struct Words
+    {
+        quint64 head = 0;
+        quint64 tail = 0;
+    };
+
 public:
+    /// A name as it is compared.
+    class Key
+    {
+    private:
+        friend class NameTable;
+        std::string_view name;
+        Words words;
+    };
+
     NameTable();
+
+    Key keyOf(std::string_view name) const
+    {
+        Key key;
+        key.name = name;
+        key.words = wordsOf(name);
+        return key;
+    }
+    bool isName(quint32 id, const Key &key) const
+    {
+        return isName(m_entries[id], key.name, key.words);
+    }
 
     /// 0 when it is not there.
     quint32 find(std::string_view name) const { return m_index[slotFor(name, wordsOf(name))]; }
@@ -66,11 +93,6 @@ public:
     void clear();
 
 private:
-    struct Words
-    {
-        quint64 head = 0;
-        quint64 tail = 0;
-    };
     struct Entry
     {
         const char *data = nullptr;

@@ -103,7 +103,7 @@ Node Node::nextSibling() const
 
 quint32 Node::findSubNode(const NodeName &name) const
 {
-    const quint32 child = arena().findChild(m_index, m_arena->findName(name.utf8()));
+    const quint32 child = arena().findChild(m_index, name.utf8());
     return child != 0 && m_arena->slot(child).isAttribute() ? 0 : child;
 }
 
@@ -179,7 +179,7 @@ void Node::copyFrom(const Node &other)
 
 quint32 Node::findAttribute(const NodeName &name) const
 {
-    const quint32 child = arena().findChild(m_index, m_arena->findName(name.utf8()));
+    const quint32 child = arena().findChild(m_index, name.utf8());
     return child != 0 && m_arena->slot(child).isAttribute() ? child : 0;
 }
 

@@ -69,16 +69,14 @@ bool SerializableFieldBase::hasEffectiveOption(OptionBase option) const
     return m_options.testFlag(option) && (m_owner.m_inhibited & option) == 0;
 }
 
-bool SerializableFieldBase::isNotifying() const
+bool SerializableFieldBase::isHeard() const
 {
     return hasEffectiveOption(NotifyChanges) && !m_owner.isFilling();
 }
 
-void SerializableFieldBase::notify(FieldEvent::Phase phase, qsizetype index,
-                                   const QVariant &key) const
+void SerializableFieldBase::send(FieldEvent::Phase phase, qsizetype index,
+                                 const QVariant &key) const
 {
-    if (!isNotifying())
-        return;
     FieldEvent event;
     event.fieldName = m_name;
     event.phase = phase;
@@ -91,6 +89,14 @@ void SerializableFieldBase::notify(FieldEvent::Phase phase, qsizetype index,
 void SerializableFieldBase::markChanged() const
 {
     m_owner.contentChanged();
+}
+
+void SerializableFieldBase::notifyChanged(bool differs, qsizetype index) const
+{
+    if (isNotifying())
+        notifyChanged(differs, index, {});
+    else if (differs)
+        markChanged();
 }
 
 void SerializableFieldBase::notifyChanged(bool differs, qsizetype index, const QVariant &key) const

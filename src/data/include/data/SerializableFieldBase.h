@@ -78,16 +78,29 @@ protected:
 
     bool hasEffectiveOption(OptionBase option) const;
     /// Whether events are heard now; ask before building a costly key.
-    bool isNotifying() const;
-    void notify(FieldEvent::Phase phase, qsizetype index = -1, const QVariant &key = {}) const;
+    bool isNotifying() const { return m_options.testFlag(NotifyChanges) && isHeard(); }
+    void notify(FieldEvent::Phase phase, qsizetype index = -1) const
+    {
+        if (isNotifying())
+            send(phase, index, {});
+    }
+    void notify(FieldEvent::Phase phase, qsizetype index, const QVariant &key) const
+    {
+        if (isNotifying())
+            send(phase, index, key);
+    }
     /// To be called once after each mutation that made a difference.
     void markChanged() const;
     /// Sends the event after a mutation; then marks it if it made a difference, also where
     /// who hears the event throws.
-    void notifyChanged(bool differs, qsizetype index = -1, const QVariant &key = {}) const;
+    void notifyChanged(bool differs, qsizetype index = -1) const;
+    void notifyChanged(bool differs, qsizetype index, const QVariant &key) const;
 
 private:
     friend class SerializableData;
+
+    bool isHeard() const;
+    void send(FieldEvent::Phase phase, qsizetype index, const QVariant &key) const;
 
     SerializableData &m_owner;
     SerializableFieldBase *m_next = nullptr; // in order of registration
