@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t largestHead = 9;
 // An encoded node of ordinary records takes about this many bytes, its name counted.
-constexpr qsizetype bytesPerNode = 12;
+constexpr qsizetype bytesPerWrittenNode = 12;
 
 /// The lowest \a size bytes of \a value, most significant first.
 char *putBigEndian(char *at, quint64 value, std::size_t size)
@@ -111,7 +111,7 @@ QByteArray CborEncoder::write(quint32 index)
 {
     // What was read is likely to be written in about the same size.
     const qsizetype expected =
-            std::max(m_arena.source().size(), m_arena.slotCount() * bytesPerNode);
+            std::max(m_arena.source().size(), m_arena.slotCount() * bytesPerWrittenNode);
     char *const begin = grow(nullptr, static_cast<std::size_t>(expected) + 64);
     const char *const end = writeSlot(begin, m_arena.slot(index), 1);
     m_out.truncate(end - m_out.constData());
