@@ -23,12 +23,23 @@ QLatin1StringView attributeText(AttributeName name)
     return sAttributeTexts.at(static_cast<std::size_t>(name));
 }
 
-std::optional<AttributeName> attributeFromText(QStringView text)
+template<class View>
+static std::optional<AttributeName> attributeSpelled(View text)
 {
     const auto found = std::find(sAttributeTexts.begin(), sAttributeTexts.end(), text);
     if (found == sAttributeTexts.end())
         return std::nullopt;
     return static_cast<AttributeName>(found - sAttributeTexts.begin());
+}
+
+std::optional<AttributeName> attributeFromText(QStringView text)
+{
+    return attributeSpelled(text);
+}
+
+std::optional<AttributeName> attributeFromText(QLatin1StringView text)
+{
+    return attributeSpelled(text);
 }
 
 QString Attributes::value(AttributeName name) const

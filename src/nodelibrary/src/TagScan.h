@@ -6,8 +6,8 @@ namespace Tesk::NodeLibrary {
 
 /// Looks over the tags of an XML file before it is parsed.
 ///
-/// The parser compares each attribute of a tag with all others of it, so that one tag with a
-/// few hundred thousand attributes would keep it busy for hours.
+/// The parser reads a tag whole and remembers every attribute by its name, which takes many times
+/// the memory of a file that consists of one tag.
 class TagScan
 {
 public:

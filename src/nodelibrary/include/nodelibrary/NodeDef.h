@@ -40,6 +40,7 @@ NODELIBRARY_EXPORT QLatin1StringView attributeText(AttributeName name);
 
 /// The attribute spelled \a text, case-sensitively.
 NODELIBRARY_EXPORT std::optional<AttributeName> attributeFromText(QStringView text);
+NODELIBRARY_EXPORT std::optional<AttributeName> attributeFromText(QLatin1StringView text);
 
 /// Attribute values exactly as written, in the order of the element.
 class NODELIBRARY_EXPORT Attributes
