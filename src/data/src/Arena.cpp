@@ -17,8 +17,6 @@ namespace {
 constexpr std::size_t chunkSize = 4096;
 constexpr std::size_t smallSlots = 4096;
 constexpr quint32 smallNames = 512;
-// Up to here comparing along the list is as fast as marking or finding the name first.
-constexpr quint32 fewChildren = 8;
 
 QString quoted(std::string_view text)
 {
@@ -77,21 +75,13 @@ quint32 Arena::findChild(quint32 parent, std::string_view name) const
     const Slot &slot = m_slots[parent];
     if (!slot.isObject() || slot.children.count == 0)
         return 0;
-    if (slot.children.count > fewChildren) {
+    if (slot.children.count > sFewChildren) {
         const quint32 id = m_names.find(name);
         return id == 0 ? 0 : findChildById(parent, id);
     }
     const NameTable::Key key = m_names.keyOf(name);
     quint32 child = slot.children.first;
     while (child != 0 && !m_names.isName(m_slots[child].name, key))
-        child = m_slots[child].next;
-    return child;
-}
-
-quint32 Arena::findChildById(quint32 parent, quint32 name) const
-{
-    quint32 child = m_slots[parent].children.first;
-    while (child != 0 && m_slots[child].name != name)
         child = m_slots[child].next;
     return child;
 }
@@ -174,10 +164,8 @@ void Arena::raiseNameTaken(quint32 parent, std::string_view name) const
                                           .arg(quoted(name), describe(parent)));
 }
 
-bool Arena::isNameTaken(quint32 parent, quint32 name)
+bool Arena::isAmongMany(quint32 parent, quint32 name)
 {
-    if (m_slots[parent].children.count <= fewChildren)
-        return findChildById(parent, name) != 0;
     if (m_markedObject != parent)
         markNamesOf(parent);
     return m_names.isMarked(name);

@@ -155,17 +155,31 @@ public:
     QString describe(quint32 index) const;
 
 private:
-    quint32 findChildById(quint32 parent, quint32 name) const;
+    quint32 findChildById(quint32 parent, quint32 name) const
+    {
+        quint32 child = m_slots[parent].children.first;
+        while (child != 0 && m_slots[child].name != name)
+            child = m_slots[child].next;
+        return child;
+    }
     /// \a id is 0 for a name that the table does not have.
     quint32 useName(quint32 id, std::string_view name);
     [[noreturn]] static void raiseFull();
     [[noreturn]] void raiseNoObject(quint32 index) const;
     [[noreturn]] void raiseNameTaken(quint32 parent, std::string_view name) const;
-    bool isNameTaken(quint32 parent, quint32 name);
+    bool isNameTaken(quint32 parent, quint32 name)
+    {
+        return m_slots[parent].children.count <= sFewChildren ? findChildById(parent, name) != 0
+                                                              : isAmongMany(parent, name);
+    }
+    bool isAmongMany(quint32 parent, quint32 name);
     void markNamesOf(quint32 parent);
     void copyTree(quint32 index, const Arena &source, quint32 sourceIndex, int depth);
     void copyOwn(Slot &target, const Arena &source, const Slot &from);
     char *allocate(std::size_t size);
+
+    // Up to here comparing along the list is as fast as marking or finding the name first.
+    static constexpr quint32 sFewChildren = 8;
 
     std::vector<Slot> m_slots;
     NameTable m_names;

@@ -51,9 +51,20 @@ namespace Tesk::Data::Serialization {
 namespace {
 
 template<class T>
+bool isUnset(const T &value)
+{
+    return value == T();
+}
+
+bool isUnset(const QVariant &value)
+{
+    return !value.isValid();
+}
+
+template<class T>
 void writeMember(Node &node, const char *name, const T &value)
 {
-    if (value == T())
+    if (isUnset(value))
         return;
     Node member = node.addObject(name);
     serializeToNode(member, value);
