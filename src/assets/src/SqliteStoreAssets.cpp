@@ -76,6 +76,17 @@ std::vector<qint64> SqliteStore::write(std::span<const AssetWrite> assets)
     });
 }
 
+// An asset and all rows that are its own. A later asset may have its number again.
+static constexpr const char *sRemovals[] = {
+        "DELETE FROM body WHERE asset_k = ?1",
+        "DELETE FROM metadata WHERE asset_k = ?1",
+        "DELETE FROM collection_item WHERE collection_k = ?1",
+        "DELETE FROM dependency WHERE asset_k = ?1",
+        "DELETE FROM thumbnail WHERE asset_k = ?1",
+        "DELETE FROM version_edge WHERE asset_k = ?1",
+        "DELETE FROM asset WHERE k = ?1",
+};
+
 qsizetype SqliteStore::remove(std::span<const AssetRemoval> assets)
 {
     const Place place = TESK_PLACE;
@@ -96,7 +107,8 @@ qsizetype SqliteStore::remove(std::span<const AssetRemoval> assets)
                                     "name = '', flags = 0 WHERE item_k = ?1")
                     .bind(key)
                     .run();
-            SqliteQuery(connection, "DELETE FROM asset WHERE k = ?1").bind(key).run();
+            for (const char *sql : sRemovals)
+                SqliteQuery(connection, sql).bind(key).run();
             SqliteQuery(connection, "INSERT INTO removed (id, generation) VALUES (?1, ?2)")
                     .bindBytes(removal.id)
                     .bind(generation)
