@@ -62,9 +62,27 @@ void CborWriter::string(CborMajor major, QByteArrayView content)
     m_at = std::copy(content.begin(), content.end(), m_at);
 }
 
-// Its size is known only once it is there: the text is written behind the largest head.
+/// Writes the text where all of it is ASCII, as nearly every one is.
+static bool writeAscii(char *at, QStringView text)
+{
+    char16_t units = 0;
+    for (const QChar unit : text) {
+        units |= unit.unicode();
+        *at++ = static_cast<char>(unit.unicode());
+    }
+    return units < 0x80;
+}
+
 void CborWriter::text(QStringView text)
 {
+    char *const start = m_at;
+    head(CborMajor::Text, static_cast<quint64>(text.size()));
+    if (writeAscii(m_at, text)) {
+        m_at += text.size();
+        return;
+    }
+    m_at = start;
+    // Its size is known only once it is there: the text is written behind the largest head.
     QStringEncoder encoder(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
     char *const content = m_at + sLargestHead;
     const auto size = static_cast<std::size_t>(encoder.appendToBuffer(content, text) - content);

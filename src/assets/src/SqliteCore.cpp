@@ -240,7 +240,7 @@ void SqliteCore::noteCommit()
 
 void SqliteCore::forgetChanges()
 {
-    m_termKeys.clear(); // some may be of what was undone
+    m_termNumbers.clear(); // some may be of what was undone
     m_termTexts.clear();
     m_writingGeneration = 0;
 }
@@ -447,14 +447,13 @@ void SqliteCore::touch(qint64 assetKey)
 
 std::optional<qint64> SqliteCore::findTerm(const QString &text)
 {
-    const auto known = m_termKeys.constFind(text);
-    if (known != m_termKeys.constEnd())
-        return *known;
+    if (const std::optional<qint64> known = m_termNumbers.find(text))
+        return known;
     const QByteArray utf8 = text.toUtf8();
     SqliteQuery query(*connection, "SELECT k FROM term WHERE text = ?1");
     if (!query.bindUtf8(utf8).next())
         return std::nullopt;
-    m_termKeys.insert(text, query.integer(0));
+    m_termNumbers.insert(text, query.integer(0));
     return query.integer(0);
 }
 
@@ -465,7 +464,7 @@ qint64 SqliteCore::requireTerm(const QString &text)
     const QByteArray utf8 = text.toUtf8();
     SqliteQuery(*connection, "INSERT INTO term (text) VALUES (?1)").bindUtf8(utf8).run();
     const qint64 key = sqlite3_last_insert_rowid(connection->handle());
-    m_termKeys.insert(text, key);
+    m_termNumbers.insert(text, key);
     return key;
 }
 

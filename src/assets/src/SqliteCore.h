@@ -2,6 +2,7 @@
 
 #include "SqliteConnection.h"
 #include "SqliteQuery.h"
+#include "TermNumbers.h"
 
 #include <assets/SqliteStore.h>
 
@@ -100,7 +101,7 @@ private:
     qint64 m_writingGeneration = 0; ///< 0: nothing changed yet
     int m_bursts = 0;
     bool m_isBurstOpen = false;
-    QHash<QString, qint64> m_termKeys;
+    TermNumbers m_termNumbers;
     QHash<qint64, QString> m_termTexts;
 };
 

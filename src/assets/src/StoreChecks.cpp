@@ -57,7 +57,7 @@ static bool isStorable(const QVariant &value, int depth)
     case QMetaType::QUrl:
         return true;
     case QMetaType::QString:
-        return value.toString().isValidUtf16();
+        return static_cast<const QString *>(value.constData())->isValidUtf16();
     case QMetaType::QStringList: {
         const QStringList texts = value.toStringList();
         return std::all_of(texts.begin(), texts.end(),
@@ -91,6 +91,27 @@ void requireMetaRow(const Place &place, const MetaRow &row, const QByteArray &id
               id);
 }
 
+static void requireMetaData(const Place &place, const std::vector<MetaRow> &rows,
+                            const QByteArray &id)
+{
+    for (const MetaRow &row : rows)
+        requireMetaRow(place, row, id);
+    const auto isNotBefore = [](const MetaRow &left, const MetaRow &right) {
+        return left.key >= right.key;
+    };
+    if (std::adjacent_find(rows.begin(), rows.end(), isNotBefore) == rows.end())
+        return; // no key twice, in the order in which nearly everybody has them
+    QSet<QString> keys;
+    for (const MetaRow &row : rows) {
+        if (keys.contains(row.key))
+            raise(place, StoreError::Code::Misuse,
+                  QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
+                          .arg(readable(id), row.key),
+                  id);
+        keys.insert(row.key);
+    }
+}
+
 void requireWrite(const Place &place, const AssetWrite &write)
 {
     const QByteArray &id = write.row.id;
@@ -102,18 +123,8 @@ void requireWrite(const Place &place, const AssetWrite &write)
     requireText(place, write.row.className, id);
     requireText(place, write.row.name, id);
     requireText(place, write.row.category, id);
-    if (write.metaData) {
-        QSet<QString> keys;
-        for (const MetaRow &row : *write.metaData) {
-            requireMetaRow(place, row, id);
-            if (keys.contains(row.key))
-                raise(place, StoreError::Code::Misuse,
-                      QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
-                              .arg(readable(id), row.key),
-                      id);
-            keys.insert(row.key);
-        }
-    }
+    if (write.metaData)
+        requireMetaData(place, *write.metaData, id);
     if (write.dependencies) {
         for (const DependencyRow &row : *write.dependencies) {
             if (row.id.isEmpty())

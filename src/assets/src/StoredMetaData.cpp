@@ -91,7 +91,7 @@ static void writeItem(QByteArray &bytes, qint64 keyTerm, const MetaRow &row)
         ItemWriter(bytes, Stored::Double, keyTerm, row).real(value.toDouble());
         break;
     case QMetaType::QString: {
-        const QString text = value.toString();
+        const auto &text = *static_cast<const QString *>(value.constData());
         ItemWriter(bytes, Stored::Text, keyTerm, row, CborWriter::roomFor(text)).text(text);
         break;
     }

@@ -203,6 +203,10 @@ TEST_P(StoreTest, refusesWhatHasNoStoredForm)
     twice.metaData = {MetaRow{QStringLiteral("key"), 3, 0, 1},
                       MetaRow{QStringLiteral("key"), 3, 0, 2}};
     refused(twice);
+    twice.metaData = {MetaRow{QStringLiteral("key"), 3, 0, 1},
+                      MetaRow{QStringLiteral("a"), 3, 0, 1},
+                      MetaRow{QStringLiteral("key"), 3, 0, 2}};
+    refused(twice);
     AssetWrite badDependency = assetWrite("a");
     badDependency.dependencies = {DependencyRow{}};
     refused(badDependency);
