@@ -1,5 +1,7 @@
 #include "BodyCodec.h"
 
+#include "BodyHash.h"
+
 #include <assets/Asset.h>
 #include <data/Cbor.h>
 #include <data/Document.h>
@@ -17,7 +19,9 @@ BodyRow encode(const Asset &asset)
     const Document document;
     Node root = document.root();
     Data::Serialization::serializeToNode(root, static_cast<const SerializableData &>(asset));
-    return BodyRow{BodyRow::sCbor, Data::Serialization::toCbor(document)};
+    BodyRow body{BodyRow::sCbor, Data::Serialization::toCbor(document)};
+    body.hash = bodyHash(body.data); // here, as several threads may encode at once
+    return body;
 }
 
 void decode(const BodyRow &body, Asset &asset)

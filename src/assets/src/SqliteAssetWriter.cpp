@@ -138,7 +138,7 @@ void SqliteAssetWriter::writeBody(qint64 key, const BodyRow &body)
                 "hash = excluded.hash, data = excluded.data")
             .bind(key)
             .bind(qint64(body.encoding))
-            .bind(bodyHash(body.data))
+            .bind(body.hash ? *body.hash : bodyHash(body.data))
             .bindBytes(body.data)
             .run();
 }

@@ -44,7 +44,14 @@ struct BodyRow
     int encoding = sCbor;
     QByteArray data;
 
-    friend bool operator==(const BodyRow &, const BodyRow &) = default;
+    /// The hash by which a store knows the data again, from whoever encoded them and has it at hand;
+    /// a store that needs one and gets none makes it. Not given by a store.
+    std::optional<qint64> hash = std::nullopt;
+
+    friend bool operator==(const BodyRow &left, const BodyRow &right)
+    {
+        return left.encoding == right.encoding && left.data == right.data;
+    }
 };
 
 struct StoredAsset
