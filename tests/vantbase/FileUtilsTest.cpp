@@ -6,13 +6,13 @@
 
 namespace Tesk::VantBase {
 
-TEST(FileUtilsTest, hashesWithSha256InLowerCaseHex)
+TEST(FileUtilsTest, hashesWithBlake2bInLowerCaseHex)
 {
-    // The published test values of SHA-256; asset ids in user files depend on them.
+    // The published values of BLAKE2b with 32 bytes; asset ids in user files depend on them.
     EXPECT_EQ(FileUtils::dataToHash("abc"),
-              QByteArray("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
+              QByteArray("bddd813c634239723171ef3fee98579b94964e3bb1cb3e427262c8c068d52319"));
     EXPECT_EQ(FileUtils::dataToHash(""),
-              QByteArray("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
+              QByteArray("0e5751c026e543b2e8ab2eb06099daa1d1e5df47778f7787faab45cdf12fe3a8"));
 }
 
 TEST(FileUtilsTest, takesEveryByteIntoAccount)

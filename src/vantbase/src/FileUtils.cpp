@@ -6,7 +6,7 @@ namespace Tesk::VantBase::FileUtils {
 
 QByteArray dataToHash(const QByteArray &data)
 {
-    return QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex();
+    return QCryptographicHash::hash(data, QCryptographicHash::Blake2b_256).toHex();
 }
 
 } // namespace Tesk::VantBase::FileUtils
