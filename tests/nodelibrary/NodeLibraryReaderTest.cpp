@@ -177,6 +177,28 @@ TEST(NodeLibraryReaderTest, keepsTheFirstOfTwoPortsOfOneName)
               QStringLiteral("\"N\" has \"a\" twice; the second is left out"));
 }
 
+TEST(NodeLibraryReaderTest, keepsTheFirstOfTwoPortsOfOneNameAmongMany)
+{
+    static constexpr int sCount = 100;
+    QByteArray ports;
+    for (int i = 0; i < sCount; ++i)
+        ports += "<input name=\"i" + QByteArray::number(i) + "\"/>";
+    for (const int again : {0, 31, 32, 99})
+        ports += "<output name=\"i" + QByteArray::number(again) + "\"/>";
+    ports += "<output name=\"o\"/>";
+
+    const NodeLibrary library = readBody("<nodedef name=\"N\" node=\"n\">" + ports
+                                         + "</nodedef><nodedef name=\"M\" node=\"n\">"
+                                         + "<input name=\"i99\"/></nodedef>");
+
+    EXPECT_EQ(library.nodeDefs.front().parameters.size(), 100U);
+    EXPECT_EQ(library.nodeDefs.front().outputs.size(), 1U);
+    EXPECT_EQ(library.nodeDefs.back().parameters.size(), 1U);
+    ASSERT_EQ(library.problems.size(), 4U);
+    EXPECT_EQ(library.problems[1].text,
+              QStringLiteral("\"N\" has \"i31\" twice; the second is left out"));
+}
+
 TEST(NodeLibraryReaderTest, keepsTheFirstOfTwoNodeDefsOfOneName)
 {
     const NodeLibrary library =

@@ -269,10 +269,18 @@ bool DatabaseCore::setMetaDataItem(const AssetRecord &record, const QString &key
     AssetSlot *slot = findLocked(record);
     if (slot == nullptr)
         return false;
-    const std::optional<MetaDataItem> before = metaDataItemLocked(*slot->record, key);
-    if (!item && !before)
+    std::optional<MetaDataItem> before;
+    bool isReadable = true;
+    try {
+        before = metaDataItemLocked(*slot->record, key);
+    } catch (const StoreError &error) {
+        if (error.code() != StoreError::Code::Damaged)
+            throw;
+        isReadable = false; // whatever it was goes
+    }
+    if (isReadable && !item && !before)
         return false;
-    if (item == before)
+    if (isReadable && item == before)
         return true;
     if (!slot->unstored) {
         changeLocked(write.batch(), *slot).metaData.insert_or_assign(key, item);

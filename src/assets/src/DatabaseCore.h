@@ -130,9 +130,9 @@ private:
     void withdraw(AssetSlot &slot);
 
     bool fileNew(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,
-                 const QString &name, const MetaData &metaData, bool internal);
+                 const QString &name, bool internal);
     void fileNewLocked(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,
-                       const QString &typeName, const QString &name, const MetaData &metaData,
+                       const QString &typeName, const QString &name, MetaData metaData,
                        bool internal);
     void requireUnfiledLocked(const Asset &asset) const;
     void lookUpLocked(const std::vector<const AssetRecord *> &records);

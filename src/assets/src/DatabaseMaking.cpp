@@ -43,8 +43,7 @@ static void requireInsertable(const AssetDatabaseService::NewAsset &asset)
 }
 
 bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
-                           const std::shared_ptr<Asset> &asset, const QString &name,
-                           const MetaData &metaData, bool internal)
+                           const std::shared_ptr<Asset> &asset, const QString &name, bool internal)
 {
     const QString typeName = asset->typeName();
     if (!internal)
@@ -53,20 +52,20 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
     checkOpenLocked();
     if (findLocked(record) != nullptr)
         return false;
-    fileNewLocked(write, record, asset, typeName, name, metaData, internal);
+    fileNewLocked(write, record, asset, typeName, name, {}, internal);
     write.storeLocked();
     return true;
 }
 
 void DatabaseCore::fileNewLocked(Write &write, const AssetRecord &record,
                                  const std::shared_ptr<Asset> &asset, const QString &typeName,
-                                 const QString &name, const MetaData &metaData, bool internal)
+                                 const QString &name, MetaData metaData, bool internal)
 {
     AssetSlot &slot = m_table->newSlot(record);
     slot.typeName = sharedTypeNameLocked(typeName);
     slot.name = name;
     slot.unstored = std::make_unique<UnstoredAttributes>();
-    slot.unstored->metaData = metaData;
+    slot.unstored->metaData = std::move(metaData);
     slot.unstored->internal = internal;
     AssetNames::set(*asset, name);
     asset->setChangeListener(m_table);
@@ -105,7 +104,7 @@ AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &ty
     status = Status::Created;
     try {
         Write write(*this);
-        if (!fileNew(write, record, asset, QString(), MetaData(), false))
+        if (!fileNew(write, record, asset, QString(), false))
             status = Status::Existing; // another thread was faster
         write.finish();
     } catch (const StoreError &error) {
@@ -135,7 +134,7 @@ std::shared_ptr<Asset> DatabaseCore::createInternal(const QByteArray &id, const 
     }
     const AssetRecord &record = m_table->intern(id);
     Write write(*this);
-    if (!fileNew(write, record, asset, name, MetaData(), true)) {
+    if (!fileNew(write, record, asset, name, true)) {
         raiseAs<Exception::InvalidArgumentException>(
                 TESK_HERE, QStringLiteral("Cannot make the asset [%1]: the id is taken")
                                    .arg(readable(record)));
@@ -211,7 +210,7 @@ void DatabaseCore::insert(std::span<const NewAsset> assets)
                                            .arg(readable(*records[at])));
             requireUnfiledLocked(*assets[at].asset); // it may be given twice
             fileNewLocked(write, *records[at], assets[at].asset, prepared[at].typeName,
-                          assets[at].name, prepared[at].metaData, false);
+                          assets[at].name, std::move(prepared[at].metaData), false);
         }
         write.storeLocked();
     }

@@ -2,6 +2,7 @@
 
 #include <assets/AssetControl.h>
 #include <assets/AssetDatabaseService.h>
+#include <assets/MetaDataControl.h>
 
 #include <gmock/gmock.h>
 
@@ -219,6 +220,28 @@ TEST_F(SqliteMetaDataTest, namesTheAssetOfARowThatIsNoRowOfItems)
         EXPECT_EQ(findings.front().text,
                   QStringLiteral("The metadata of asset \"a\" cannot be read: %1")
                           .arg(QString::fromLatin1(damage.why)));
+    }
+}
+
+TEST_F(SqliteMetaDataTest, letsTheServiceSetOrRemoveAnItemThatCannotBeRead)
+{
+    for (const bool isRemoval : {false, true}) {
+        plant("85T03000f42ffff"
+              "85U030001f5",
+              2);
+        const auto service = AssetDatabaseService::open(open());
+        const AssetReference asset = service->referenceFromId("a");
+        ASSERT_THROW(MetaDataControl::getItem(asset, sKey), StoreError);
+
+        if (isRemoval)
+            EXPECT_TRUE(MetaDataControl::removeItem(asset, sKey));
+        else
+            MetaDataControl::setMetaDataValue(asset, sKey, 7, Accessibility::Public,
+                                              MetaDataItem::Integer);
+
+        EXPECT_EQ(AssetControl::getAssetMetadataItem(asset, sKey),
+                  isRemoval ? QVariant() : QVariant(7));
+        service->close();
     }
 }
 
