@@ -1,6 +1,7 @@
 #include "support/DatabaseFixture.h"
 #include "support/FreeNoteAsset.h"
 
+#include <assets/StoreError.h>
 #include <vantbase/Exception.h>
 
 #include <mutex>
@@ -72,7 +73,7 @@ TEST_P(EncodingTest, ofManyNewAssetsTakesSeveralThreadsWhereTheirClassAllowsIt)
     expectEachHasItsText();
 }
 
-TEST_P(EncodingTest, ofAScopeTakesSeveralThreadsWhereTheClassAllowsIt)
+TEST_P(EncodingTest, ofAScopeRunsBesideTheWritingWhereTheClassAllowsIt)
 {
     if (std::thread::hardware_concurrency() < 2)
         GTEST_SKIP() << "needs two cores";
@@ -80,9 +81,58 @@ TEST_P(EncodingTest, ofAScopeTakesSeveralThreadsWhereTheClassAllowsIt)
     service->insertAssets(notes(FreeNoteAsset::make));
     EXPECT_TRUE(takeThreads().empty());
     scope.commit();
-    EXPECT_GT(takeThreads().size(), 1U);
+    const std::set<std::thread::id> threads = takeThreads();
+    EXPECT_EQ(threads.size(), 1U);
+    EXPECT_NE(threads, thisThread);
 
     expectEachHasItsText();
+}
+
+TEST_P(EncodingTest, ofAScopeStoresAssetsOfBothKindsOfClassesInTheirOrder)
+{
+    std::vector<NewAsset> assets = notes(FreeNoteAsset::make);
+    const std::vector<NewAsset> others = notes(NoteAsset::make);
+    for (std::size_t at = 0; at < assets.size(); at += 3)
+        assets[at] = others[at];
+    BatchScope scope(*service);
+    service->insertAssets(assets);
+    scope.commit();
+
+    std::vector<QByteArray> stored;
+    service->forEachAsset([&](const AssetReference &reference, const QString &, const QString &) {
+        stored.push_back(reference.id());
+        return true;
+    });
+    std::vector<QByteArray> inserted;
+    for (const NewAsset &asset : assets)
+        inserted.push_back(asset.id);
+    EXPECT_EQ(stored, inserted);
+    expectEachHasItsText();
+}
+
+TEST_P(EncodingTest, ofAScopeStoresNothingWhenAnAssetInTheMiddleCannotBeEncoded)
+{
+    BatchScope scope(*service);
+    service->insertAssets(notes(FreeNoteAsset::make));
+    note(numbered(900))->text.set(QChar(0xD800));
+
+    EXPECT_THROW(scope.commit(), Exception::Data::SerializationException);
+
+    EXPECT_EQ(store.statistics().assets, 0);
+    EXPECT_EQ(service->getAssetFromId(numbered(0)), nullptr);
+}
+
+TEST_P(EncodingTest, ofAScopeEndsWhenTheStoreRefusesAnAsset)
+{
+    BatchScope scope(*service);
+    service->insertAssets(notes(FreeNoteAsset::make));
+    const auto other = openAnother();
+    other->insertAsset(NoteAsset::make(), numbered(5), {});
+
+    EXPECT_THROW(scope.commit(), StoreError);
+
+    EXPECT_EQ(store.statistics().assets, 1);
+    other->close();
 }
 
 TEST_P(EncodingTest, staysOnTheCommittingThreadForOtherClasses)

@@ -12,27 +12,38 @@ BatchWriter::BatchWriter(Store &store, const Batch &batch)
     , m_batch(batch)
 {}
 
-void BatchWriter::write(std::vector<EncodedAsset> &encoded, SyncLevel level)
+void BatchWriter::write(std::span<EncodedAsset> assets, const EncodedAfter &encodedAfter,
+                        SyncLevel level)
 {
     const std::vector<AssetRemoval> removed = removals();
-    const std::vector<AssetWrite> written = writes(encoded);
-
     Store::Transaction transaction(m_store, level);
     if (!removed.empty())
         m_store.remove(removed);
-    std::vector<qint64> revisions;
-    if (!written.empty())
-        revisions = m_store.write(written);
+    const std::vector<qint64> revisions = writeAssets(assets, encodedAfter);
     const Revisions renamed = writeNames();
     writeAttributes();
     for (const auto &change : m_batch.changes())
         writeItems(*change);
     transaction.commit();
 
-    for (std::size_t at = 0; at < encoded.size(); ++at)
-        encoded[at].change->slot->revision = revisions[at];
+    for (std::size_t at = 0; at < assets.size(); ++at)
+        assets[at].change->slot->revision = revisions[at];
     for (const auto &[slot, revision] : renamed)
         slot->revision = revision;
+}
+
+std::vector<qint64> BatchWriter::writeAssets(std::span<EncodedAsset> assets,
+                                             const EncodedAfter &encodedAfter)
+{
+    std::vector<qint64> revisions;
+    revisions.reserve(assets.size());
+    while (revisions.size() < assets.size()) {
+        const std::size_t begin = revisions.size();
+        const std::size_t count = encodedAfter(begin) - begin;
+        const std::vector<qint64> written = m_store.write(writes(assets.subspan(begin, count)));
+        revisions.insert(revisions.end(), written.begin(), written.end());
+    }
+    return revisions;
 }
 
 std::vector<AssetRemoval> BatchWriter::removals() const
@@ -49,7 +60,7 @@ std::vector<AssetRemoval> BatchWriter::removals() const
     return removals;
 }
 
-std::vector<AssetWrite> BatchWriter::writes(std::vector<EncodedAsset> &encoded)
+std::vector<AssetWrite> BatchWriter::writes(std::span<EncodedAsset> encoded)
 {
     std::vector<AssetWrite> writes;
     writes.reserve(encoded.size());

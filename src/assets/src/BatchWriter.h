@@ -5,6 +5,8 @@
 
 #include <assets/Store.h>
 
+#include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -19,14 +21,19 @@ class BatchWriter
 public:
     BatchWriter(Store &store, const Batch &batch);
 
+    /// Waits until more than so many of the assets are encoded; returns how many are.
+    using EncodedAfter = std::function<std::size_t(std::size_t count)>;
+
     /// Stores the batch, and notes the new revisions in the slots of its assets.
-    void write(std::vector<EncodedAsset> &encoded, SyncLevel level);
+    void write(std::span<EncodedAsset> assets, const EncodedAfter &encodedAfter, SyncLevel level);
 
 private:
     using Revisions = std::vector<std::pair<AssetSlot *, qint64>>;
 
     std::vector<AssetRemoval> removals() const;
-    static std::vector<AssetWrite> writes(std::vector<EncodedAsset> &encoded);
+    std::vector<qint64> writeAssets(std::span<EncodedAsset> assets,
+                                    const EncodedAfter &encodedAfter);
+    static std::vector<AssetWrite> writes(std::span<EncodedAsset> encoded);
     Revisions writeNames();
     void writeAttributes();
     void writeItems(const PendingChange &change);

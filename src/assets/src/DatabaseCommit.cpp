@@ -2,7 +2,7 @@
 #include "AssetNames.h"
 #include "BatchWriter.h"
 #include "DatabaseCore.h"
-#include "EncodedAsset.h"
+#include "EncodingAhead.h"
 
 #include <assets/CollectionAsset.h>
 #include <vantbase/Exception.h>
@@ -56,10 +56,14 @@ void DatabaseCore::commit(Batch &batch, SyncLevel level)
         return;
     std::vector<AssetChange> changes;
     try {
-        std::vector<EncodedAsset> encoded = encode(batch);
+        std::vector<EncodedAsset> assets = assetsToWrite(batch);
+        EncodingAhead encoding(assets);
+        const auto encodedAfter = [&encoding](std::size_t count) {
+            return encoding.encodedAfter(count);
+        };
         const std::lock_guard lock(m_mutex);
         checkOpenLocked();
-        BatchWriter(*m_store, batch).write(encoded, level);
+        BatchWriter(*m_store, batch).write(assets, encodedAfter, level);
         settleLocked(batch);
         changes = batch.notices();
     } catch (...) {
@@ -69,27 +73,25 @@ void DatabaseCore::commit(Batch &batch, SyncLevel level)
     m_observers.notify(changes);
 }
 
-// Runs without a lock: it asks the assets.
-std::vector<EncodedAsset> DatabaseCore::encode(const Batch &batch) const
+std::vector<EncodedAsset> DatabaseCore::assetsToWrite(const Batch &batch) const
 {
-    std::vector<EncodedAsset> encoded;
+    std::vector<EncodedAsset> assets;
     {
         const std::lock_guard lock(m_mutex);
         for (const auto &change : batch.changes()) {
             if ((change->created || change->contentChanged) && change->slot->owner)
-                encoded.push_back({.asset = change->slot->owner,
-                                   .record = change->record,
-                                   .isNew = change->created,
-                                   .change = change.get(),
-                                   .write = {}});
+                assets.push_back({.asset = change->slot->owner,
+                                  .record = change->record,
+                                  .isNew = change->created,
+                                  .change = change.get(),
+                                  .write = {}});
         }
     }
     // What a refresh made a shell again has nothing to be written.
-    std::erase_if(encoded, [](const EncodedAsset &entry) {
+    std::erase_if(assets, [](const EncodedAsset &entry) {
         return !entry.change->created && entry.asset->isShell();
     });
-    EncodedAsset::encode(encoded);
-    return encoded;
+    return assets;
 }
 
 void DatabaseCore::settleLocked(const Batch &batch)

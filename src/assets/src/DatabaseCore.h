@@ -168,7 +168,7 @@ private:
     static PendingChange &changeLocked(Batch &batch, AssetSlot &slot);
     void commit(Batch &batch, SyncLevel level);
     void rollBack(Batch &batch);
-    std::vector<EncodedAsset> encode(const Batch &batch) const;
+    std::vector<EncodedAsset> assetsToWrite(const Batch &batch) const;
     void settleLocked(const Batch &batch);
     static void settleNameLocked(const PendingChange &change);
     static void settleItemsLocked(const PendingChange &change);

@@ -27,7 +27,7 @@ void DatabaseCore::Write::encode(std::vector<EncodedAsset> assets)
     if (!m_own)
         return;
     m_encoded = std::move(assets);
-    EncodedAsset::encode(m_encoded);
+    EncodedAsset::encodeAll(m_encoded);
 }
 
 void DatabaseCore::Write::storeLocked()
@@ -36,7 +36,10 @@ void DatabaseCore::Write::storeLocked()
         return;
     for (EncodedAsset &entry : m_encoded)
         entry.change = m_own->find(*entry.asset->ownReference().record());
-    BatchWriter(*m_core.m_store, *m_own).write(m_encoded, SyncLevel::Process);
+    const auto all = [this](std::size_t) {
+        return m_encoded.size();
+    };
+    BatchWriter(*m_core.m_store, *m_own).write(m_encoded, all, SyncLevel::Process);
     m_isStored = true;
     m_core.settleLocked(*m_own);
     m_changes = m_own->notices();

@@ -6,7 +6,8 @@ namespace Tesk::Assets {
 enum class AssetEncoding {
     ByCommitter, ///< the one that commits, one asset after the other
     /// Any, several at once, while they are new: for classes whose type name, category and
-    /// serialization read the object and what nobody changes, and take no lock.
+    /// serialization read the object and what nobody changes. They may neither take a lock nor
+    /// ask the database, which is locked meanwhile.
     Anywhere
 };
 
