@@ -111,7 +111,8 @@ QString ImplementationId::digestOf(const NodeDef &nodeDef, const QString &text)
     bytes.addPorts(nodeDef.parameters);
     bytes.addPorts(nodeDef.outputs);
     bytes.addText(text);
-    const QByteArray hash = QCryptographicHash::hash(bytes.bytes(), QCryptographicHash::Blake2b_256);
+    const QByteArray hash =
+            QCryptographicHash::hash(bytes.bytes(), QCryptographicHash::Blake2b_256);
     // Half of the hash tells definitions apart as surely and halves every identifier.
     return QString::fromLatin1(hash.first(16).toHex());
 }
