@@ -32,8 +32,8 @@ public:
     {
     private:
         friend class NameTable;
-        std::string_view name;
-        Words words;
+        std::string_view m_name;
+        Words m_words;
     };
 
     NameTable();
@@ -41,13 +41,13 @@ public:
     Key keyOf(std::string_view name) const
     {
         Key key;
-        key.name = name;
-        key.words = wordsOf(name);
+        key.m_name = name;
+        key.m_words = wordsOf(name);
         return key;
     }
     bool isName(quint32 id, const Key &key) const
     {
-        return isName(m_entries[id], key.name, key.words);
+        return isName(m_entries[id], key.m_name, key.m_words);
     }
 
     /// 0 when it is not there.
