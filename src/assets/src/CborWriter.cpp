@@ -25,7 +25,7 @@ CborWriter::~CborWriter()
 void CborWriter::head(CborMajor major, quint64 argument)
 {
     const auto put = [this, major](quint64 info) {
-        *m_at++ = static_cast<char>(static_cast<quint8>(major) << 5U | info);
+        *m_at++ = static_cast<char>(static_cast<quint64>(major) << 5U | info);
     };
     if (argument < 24) {
         put(argument);

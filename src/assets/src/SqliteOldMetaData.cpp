@@ -68,23 +68,33 @@ static void appendItem(QByteArray &bytes, sqlite3_value **arguments)
     writeValue(writer, sqlite3_value_int64(arguments[Kind]), arguments[Value], content);
 }
 
-/// Returns where SQLite keeps the bytes of the group; null where memory ran out.
-static QByteArray **groupOf(sqlite3_context *context)
+namespace {
+
+/// What SQLite keeps of a group between its rows; all zero at first.
+struct Group
 {
-    return static_cast<QByteArray **>(sqlite3_aggregate_context(context, sizeof(QByteArray *)));
+    QByteArray *bytes;
+};
+
+} // namespace
+
+/// Returns where SQLite keeps the group; null where memory ran out.
+static Group *groupOf(sqlite3_context *context)
+{
+    return static_cast<Group *>(sqlite3_aggregate_context(context, sizeof(Group)));
 }
 
 static void takeRow(sqlite3_context *context, int /*count*/, sqlite3_value **arguments)
 {
-    QByteArray **const group = groupOf(context);
+    Group *const group = groupOf(context);
     if (group == nullptr) {
         sqlite3_result_error_nomem(context);
         return;
     }
     try {
-        if (*group == nullptr)
-            *group = new QByteArray();
-        appendItem(**group, arguments);
+        if (group->bytes == nullptr)
+            group->bytes = new QByteArray();
+        appendItem(*group->bytes, arguments);
     } catch (const std::bad_alloc &) {
         sqlite3_result_error_nomem(context);
     }
@@ -92,9 +102,9 @@ static void takeRow(sqlite3_context *context, int /*count*/, sqlite3_value **arg
 
 static void giveResult(sqlite3_context *context)
 {
-    QByteArray **const group = groupOf(context);
-    const std::unique_ptr<QByteArray> bytes(group == nullptr ? nullptr
-                                                             : std::exchange(*group, nullptr));
+    Group *const group = groupOf(context);
+    const std::unique_ptr<QByteArray> bytes(
+            group == nullptr ? nullptr : std::exchange(group->bytes, nullptr));
     if (bytes)
         sqlite3_result_blob64(context, bytes->constData(),
                               static_cast<sqlite3_uint64>(bytes->size()), SQLITE_TRANSIENT);
