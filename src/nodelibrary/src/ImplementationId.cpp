@@ -1,18 +1,20 @@
 #include <nodelibrary/ImplementationId.h>
 
 #include <QCryptographicHash>
+#include <QStringBuilder>
 #include <QStringEncoder>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <charconv>
 #include <utility>
-#include <vector>
 
 using namespace Qt::StringLiterals;
 
 namespace Tesk::NodeLibrary {
 
-static constexpr auto sScheme = "mtlx://"_L1;
+static constexpr char sScheme[] = "mtlx://";
+static constexpr qsizetype sSchemeSize = std::size(sScheme) - 1;
 
 namespace {
 
@@ -49,7 +51,7 @@ public:
         // A name occurs once only.
         std::sort(m_sorted.begin(), m_sorted.end(),
                   [](const auto *left, const auto *right) { return left->first < right->first; });
-        addNumber(static_cast<qsizetype>(m_sorted.size()));
+        addNumber(m_sorted.size());
         for (const auto *attribute : m_sorted) {
             const QLatin1StringView name = attributeText(attribute->first);
             char *const to = std::copy(name.begin(), name.end(), room(name.size() + 1));
@@ -70,8 +72,7 @@ public:
         }
     }
 
-    void clear() { m_size = 0; }
-    QByteArrayView bytes() const { return QByteArrayView(m_bytes).first(m_size); }
+    QByteArrayView bytes() const { return {m_bytes.data(), m_size}; }
 
 private:
     // Where so many more bytes may be written.
@@ -89,19 +90,16 @@ private:
         m_size += encoder.appendToBuffer(begin, text) - begin;
     }
 
-    QByteArray m_bytes;
-    qsizetype m_size = 0;                                            // what is written of it
-    std::vector<const std::pair<AttributeName, QString> *> m_sorted; // of one element
+    QVarLengthArray<char, 16 * 1024> m_bytes; // room for most definitions
+    qsizetype m_size = 0;                     // what is written of it
+    QVarLengthArray<const std::pair<AttributeName, QString> *, 32> m_sorted; // of one element
 };
 
 } // namespace
 
 QString ImplementationId::digestOf(const NodeDef &nodeDef, const QString &text)
 {
-    // Used again and again: the bytes of a definition are many, and soon forgotten.
-    thread_local DigestBytes threadBytes;
-    DigestBytes &bytes = threadBytes;
-    bytes.clear();
+    DigestBytes bytes;
     for (const QString *part :
          {&nodeDef.name, &nodeDef.node, &nodeDef.nameSpace, &nodeDef.nodeGroup, &nodeDef.version,
           &nodeDef.inherit, &nodeDef.target, &nodeDef.type})
@@ -119,11 +117,8 @@ QString ImplementationId::digestOf(const NodeDef &nodeDef, const QString &text)
 
 QByteArray ImplementationId::toBytes() const
 {
-    QByteArray bytes;
-    bytes.reserve(sScheme.size() + nodeDef.size() + digest.size() + 12);
-    bytes.append(sScheme.data(), sScheme.size()).append(nodeDef.toUtf8()).append('@');
-    bytes.append(digest.toUtf8()).append('#').append(QByteArray::number(generation));
-    return bytes;
+    return sScheme % nodeDef.toUtf8() % '@' % digest.toUtf8() % '#'
+           % QByteArray::number(generation);
 }
 
 std::optional<ImplementationId> ImplementationId::fromBytes(const QByteArray &bytes)
@@ -132,13 +127,13 @@ std::optional<ImplementationId> ImplementationId::fromBytes(const QByteArray &by
     // From the back, since a nodedef's name may hold both marks.
     const qsizetype hash = text.lastIndexOf(u'#');
     const qsizetype at = hash < 0 ? -1 : text.lastIndexOf(u'@', hash);
-    if (!text.startsWith(sScheme) || at < sScheme.size())
+    if (!text.startsWith(QLatin1StringView(sScheme)) || at < sSchemeSize)
         return std::nullopt;
     bool isNumber = false;
     const int generation = QStringView(text).sliced(hash + 1).toInt(&isNumber);
     if (!isNumber || generation < 1)
         return std::nullopt;
-    return ImplementationId{text.sliced(sScheme.size(), at - sScheme.size()),
+    return ImplementationId{text.sliced(sSchemeSize, at - sSchemeSize),
                             text.sliced(at + 1, hash - at - 1), generation};
 }
 
