@@ -4,12 +4,21 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 #include <utility>
 
 namespace Tesk::NodeLibrary {
 
 using Items = std::vector<FilterPlan::Item>;
+
+// What stands under \a key. Neighbours often share it: \a last is where the one before stood.
+template<class Value>
+static Value &valueOf(std::map<QString, Value> &values,
+                      typename std::map<QString, Value>::iterator &last, const QString &key)
+{
+    if (last == values.end() || last->first != key)
+        last = values.try_emplace(key).first;
+    return last->second;
+}
 
 std::size_t PlannedFilter::headCount() const
 {
@@ -21,8 +30,9 @@ std::size_t PlannedFilter::headCount() const
 static std::vector<VersionPlace> settleVersions(const Items &items)
 {
     std::map<QString, std::vector<std::size_t>> nodes;
+    auto last = nodes.end();
     for (std::size_t i = 0; i < items.size(); ++i)
-        nodes[items[i].nodeDef->node.toLower()].push_back(i);
+        valueOf(nodes, last, items[i].nodeDef->node.toLower()).push_back(i);
 
     std::vector<VersionPlace> places(items.size());
     std::vector<const NodeDef *> nodeDefs;
@@ -56,12 +66,16 @@ std::vector<PlannedFilter> FilterPlan::plan(const Items &items,
                                             const std::function<bool(const QString &)> &isDynamic)
 {
     const std::vector<VersionPlace> places = settleVersions(items);
-    std::map<QString, PlannedFilter> filters;
-    std::set<QString> keysWithHead;
+    struct Gathered
+    {
+        PlannedFilter filter;
+        bool hasHead = false;
+    };
+    std::map<QString, Gathered> filters;
+    auto last = filters.end();
     for (std::size_t i = 0; i < items.size(); ++i) {
-        const QString key = items[i].filterName.toLower();
-        PlannedFilter &filter = filters[key];
-        const bool isFirstHead = places[i].isHead() && keysWithHead.insert(key).second;
+        auto &[filter, hasHead] = valueOf(filters, last, items[i].filterName.toLower());
+        const bool isFirstHead = places[i].isHead() && !std::exchange(hasHead, true);
         if (isFirstHead || filter.name.isEmpty())
             filter.name = items[i].filterName;
         filter.implementations.push_back({i, items[i].nodeDef, places[i], {}});
@@ -69,7 +83,8 @@ std::vector<PlannedFilter> FilterPlan::plan(const Items &items,
 
     std::vector<PlannedFilter> result;
     result.reserve(filters.size());
-    for (auto &[key, filter] : filters) {
+    for (auto &[key, gathered] : filters) {
+        PlannedFilter &filter = gathered.filter;
         filter.key = key;
         assignTexts(filter);
         filter.isDynamic = filter.headCount() > 1 || (isDynamic && isDynamic(key));

@@ -1,10 +1,9 @@
 #include <nodelibrary/Inheritance.h>
 
-#include <QHash>
-#include <QSet>
-
 #include <algorithm>
+#include <set>
 #include <span>
+#include <unordered_map>
 
 using namespace Qt::StringLiterals;
 
@@ -23,28 +22,30 @@ public:
     explicit Completion(const std::vector<NodeDef *> &nodeDefs)
         : m_nodeDefs(nodeDefs)
     {
-        m_byName.reserve(static_cast<qsizetype>(nodeDefs.size()));
         for (NodeDef *nodeDef : nodeDefs) {
             dropInherited(nodeDef->parameters);
             dropInherited(nodeDef->outputs);
-            m_byName.insert(nodeDef->name, nodeDef);
+            if (!nodeDef->inherit.isEmpty() || nodeDef->outputs.empty())
+                m_incomplete.push_back(nodeDef);
         }
     }
 
     Problems run()
     {
+        if (m_incomplete.empty())
+            return {};
+        for (const NodeDef *nodeDef : m_nodeDefs)
+            m_byName.insert_or_assign(nodeDef->name, nodeDef);
         // The lines are read while the ports are still the own ones only.
         std::vector<std::vector<const NodeDef *>> lines;
-        lines.reserve(m_nodeDefs.size());
-        for (const NodeDef *nodeDef : m_nodeDefs)
+        for (const NodeDef *nodeDef : m_incomplete)
             lines.push_back(lineOf(*nodeDef));
         std::vector<Added> added;
-        added.reserve(m_nodeDefs.size());
-        for (std::size_t i = 0; i < m_nodeDefs.size(); ++i)
-            added.push_back(contributionsTo(*m_nodeDefs[i], lines[i]));
-        for (std::size_t i = 0; i < m_nodeDefs.size(); ++i) {
-            append(m_nodeDefs[i]->parameters, std::move(added[i].parameters));
-            append(m_nodeDefs[i]->outputs, std::move(added[i].outputs));
+        for (std::size_t i = 0; i < m_incomplete.size(); ++i)
+            added.push_back(contributionsTo(*m_incomplete[i], lines[i]));
+        for (std::size_t i = 0; i < m_incomplete.size(); ++i) {
+            append(m_incomplete[i]->parameters, std::move(added[i].parameters));
+            append(m_incomplete[i]->outputs, std::move(added[i].outputs));
         }
         return std::move(m_problems);
     }
@@ -79,10 +80,10 @@ private:
 
     const NodeDef *baseOf(const NodeDef &nodeDef) const
     {
-        const auto inNameSpace = m_byName.constFind(qualified(nodeDef.inherit, nodeDef.nameSpace));
-        if (inNameSpace != m_byName.constEnd())
-            return *inNameSpace;
-        return m_byName.value(nodeDef.inherit);
+        auto found = m_byName.find(qualified(nodeDef.inherit, nodeDef.nameSpace));
+        if (found == m_byName.end())
+            found = m_byName.find(nodeDef.inherit);
+        return found == m_byName.end() ? nullptr : found->second;
     }
 
     // The nodedef and its bases, nearest first.
@@ -130,7 +131,7 @@ private:
     void collectMissing(const NodeDef &nodeDef, std::span<const NodeDef *const> line,
                         Ports NodeDef::*ports, Ports &missing)
     {
-        QSet<QString> names;
+        std::set<QString> names;
         for (const NodePort &port : nodeDef.*ports)
             names.insert(port.name);
         for (const NodeDef *base : line.subspan(1)) {
@@ -179,7 +180,8 @@ private:
     }
 
     const std::vector<NodeDef *> &m_nodeDefs;
-    QHash<QString, const NodeDef *> m_byName;
+    std::vector<NodeDef *> m_incomplete; // that may lack ports
+    std::unordered_map<QString, const NodeDef *> m_byName;
     Problems m_problems;
     std::size_t m_inheritedPorts = 0;
     bool m_toldTooMany = false;

@@ -7,11 +7,11 @@
 
 #include <vantbase/ParallelLoop.h>
 
-#include <QHash>
-#include <QSet>
-
 #include <algorithm>
+#include <functional>
 #include <map>
+#include <set>
+#include <unordered_map>
 #include <utility>
 
 namespace Tesk::NodeLibrary {
@@ -40,14 +40,16 @@ public:
         const std::vector<PlannedFilter> planned =
                 FilterPlan::plan(m_union.planItems(), m_facts.isDynamic);
         takeDigests(planned);
+        m_placeOf.resize(m_union.entries().size());
+        m_plan.created.reserve(m_union.entries().size());
+        m_plan.filters.reserve(planned.size());
         for (std::size_t i = 0; i < m_held.size(); ++i)
             m_heldByKey[m_held[i].filterName.toLower()].push_back(i);
         for (const PlannedFilter &filter : planned)
             addFilter(filter);
         addRemovedFilters();
         linkVersions();
-        for (FilterChange &filter : m_plan.filters)
-            linkOldAssets(filter);
+        linkOldAssets();
         for (FilterChange &filter : m_plan.filters)
             orderBatch(filter);
         takeDefinitions();
@@ -164,7 +166,7 @@ private:
 
     void keep(const PlannedImplementation &planned, std::size_t held)
     {
-        m_placeOf.insert(planned.nodeDef->name, {.created = {}, .held = held});
+        m_placeOf[planned.index] = {.created = {}, .held = held};
         const int position = m_union.entries()[planned.index].position;
         if (m_held[held].position != position)
             m_plan.moves.push_back({held, position});
@@ -177,8 +179,9 @@ private:
         CreatedAsset asset;
         asset.library = entry.library;
         // All heads of a filter are named alike, unless the filter was given a name of its own.
-        const bool isNamedAfterNode = entry.nodeDef.node.toLower() == filter.key;
-        asset.assetName = isNamedAfterNode ? filter.name : entry.nodeDef.node;
+        const QString &node = entry.nodeDef.node;
+        const bool isNamedAfterNode = node == filter.name || node.toLower() == filter.key;
+        asset.assetName = isNamedAfterNode ? filter.name : node;
         asset.text = planned.text;
         asset.position = entry.position;
         asset.isHead = planned.place.isHead();
@@ -188,9 +191,9 @@ private:
         asset.id = ImplementationId{name, digestOf(planned), latest + 1}.toBytes();
 
         const std::size_t index = m_plan.created.size();
-        m_placeOf.insert(name, {.created = index, .held = {}});
+        m_placeOf[planned.index] = {.created = index, .held = {}};
         if (planned.place.next != nullptr)
-            m_nextOf.emplace_back(index, planned.place.next->name);
+            m_nextOf.emplace_back(index, m_union.indexOf(*planned.place.next));
         (asset.isHead ? change.batch : change.superseded).push_back(index);
         m_plan.created.push_back(std::move(asset));
         m_entryOf.push_back(planned.index);
@@ -198,7 +201,9 @@ private:
 
     void addRemovedFilters()
     {
-        QSet<QString> planned;
+        if (m_heldByKey.empty())
+            return;
+        std::set<QString> planned;
         for (const FilterChange &each : m_plan.filters)
             planned.insert(each.key);
         for (const auto &[key, held] : m_heldByKey) {
@@ -221,19 +226,30 @@ private:
     void linkVersions()
     {
         for (const auto &[index, next] : m_nextOf)
-            m_plan.created[index].next = m_placeOf.value(next);
+            m_plan.created[index].next = m_placeOf[next];
     }
 
-    void linkOldAssets(FilterChange &change)
+    void linkOldAssets()
+    {
+        if (m_held.empty())
+            return;
+        std::unordered_map<QString, std::size_t> createdOf; // of each nodedef that is made anew
+        for (std::size_t i = 0; i < m_entryOf.size(); ++i)
+            createdOf.insert_or_assign(m_union.entries()[m_entryOf[i]].nodeDef.name, i);
+        for (const FilterChange &filter : m_plan.filters)
+            linkOldAssets(filter, createdOf);
+    }
+
+    void linkOldAssets(const FilterChange &change,
+                       const std::unordered_map<QString, std::size_t> &createdOf)
     {
         bool isAnySurvivor = false;
         for (const std::size_t held : change.replaced) {
-            const std::optional<std::size_t> created =
-                    m_placeOf.value(m_held[held].nodeDef.name).created;
-            if (!created)
+            const auto created = createdOf.find(m_held[held].nodeDef.name);
+            if (created == createdOf.end())
                 continue;
             isAnySurvivor = true;
-            link(held, *created);
+            link(held, created->second);
         }
         if (isAnySurvivor || change.batch.empty())
             return;
@@ -273,9 +289,10 @@ private:
     LibraryUnion m_union;
     std::vector<QString> m_digests; // by the place in the union
     std::map<QString, Indices> m_heldByKey;
-    QHash<QString, NextVersion> m_placeOf; // where each nodedef stands after the import
-    std::vector<std::pair<std::size_t, QString>> m_nextOf; // new asset, nodedef of its next version
-    std::vector<std::size_t> m_entryOf;                    // of the union, of each new asset
+    std::vector<NextVersion> m_placeOf; // where each nodedef stands after the import
+    std::vector<std::pair<std::size_t, std::size_t>>
+            m_nextOf;                   // new asset, its next version's entry
+    std::vector<std::size_t> m_entryOf; // of the union, of each new asset
     ImportPlan m_plan;
 };
 

@@ -2,10 +2,9 @@
 
 #include <nodelibrary/Inheritance.h>
 
-#include <QHash>
-#include <QSet>
-
 #include <algorithm>
+#include <functional>
+#include <unordered_set>
 
 using namespace Qt::StringLiterals;
 
@@ -21,11 +20,15 @@ LibraryUnion::LibraryUnion(const std::vector<HeldImplementation> &held,
 {
     listLibraries();
     listReadFiles();
-    settleOwners();
+    settleHeldNames();
     const auto isRead = [&](const QString &library) {
         return std::any_of(m_read.begin(), m_read.end(),
                            [&](const ReadLibrary &each) { return each.name == library; });
     };
+    std::size_t mostEntries = m_held.size();
+    for (const ReadLibrary &library : m_read)
+        mostEntries += library.nodeDefs.size();
+    m_entries.reserve(mostEntries);
     for (const QString &library : m_libraries) {
         if (isRead(library))
             addRead(library);
@@ -34,6 +37,16 @@ LibraryUnion::LibraryUnion(const std::vector<HeldImplementation> &held,
     }
     complete();
     refuseOversized();
+}
+
+std::size_t LibraryUnion::indexOf(const NodeDef &nodeDef) const
+{
+    // The entries stand in one array, hence in the order of their addresses.
+    const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), &nodeDef,
+                                        [](const Entry &entry, const NodeDef *sought) {
+                                            return std::less<>()(&entry.nodeDef, sought);
+                                        });
+    return static_cast<std::size_t>(found - m_entries.begin());
 }
 
 std::vector<FilterPlan::Item> LibraryUnion::planItems() const
@@ -47,12 +60,10 @@ std::vector<FilterPlan::Item> LibraryUnion::planItems() const
 
 void LibraryUnion::listLibraries()
 {
-    QSet<QString> known;
+    std::set<QString> known;
     const auto add = [&](const QString &library) {
-        if (known.contains(library))
-            return;
-        known.insert(library);
-        m_libraries.append(library);
+        if (known.insert(library).second)
+            m_libraries.append(library);
     };
     for (const HeldImplementation &each : m_held)
         add(each.library);
@@ -63,34 +74,31 @@ void LibraryUnion::listLibraries()
 void LibraryUnion::listReadFiles()
 {
     for (const ReadLibrary &library : m_read) {
-        for (const ReadNodeDef &each : library.nodeDefs)
-            m_readFiles.insert(each.nodeDef.filePath);
+        QString last; // nodedefs come file by file
+        for (const ReadNodeDef &each : library.nodeDefs) {
+            if (each.nodeDef.filePath == last)
+                continue;
+            last = each.nodeDef.filePath;
+            m_readFiles.insert(last);
+        }
     }
 }
 
 // A library keeps the names it holds as long as it has them, whatever the others bring.
-void LibraryUnion::settleOwners()
+void LibraryUnion::settleHeldNames()
 {
-    QHash<QString, QSet<QString>> readNames;
+    if (m_held.empty())
+        return;
+    std::unordered_map<QString, std::unordered_set<QString>> readNames;
     for (const ReadLibrary &library : m_read) {
-        QSet<QString> &names = readNames[library.name];
+        std::unordered_set<QString> &names = readNames[library.name];
         for (const ReadNodeDef &each : library.nodeDefs)
             names.insert(each.nodeDef.name);
     }
     for (const HeldImplementation &each : m_held) {
-        const auto names = readNames.constFind(each.library);
-        if (names == readNames.constEnd() || names->contains(each.nodeDef.name))
-            m_owners.insert(each.nodeDef.name, each.library);
-    }
-    for (const QString &name : m_libraries) {
-        for (const ReadLibrary &library : m_read) {
-            if (library.name != name)
-                continue;
-            for (const ReadNodeDef &each : library.nodeDefs) {
-                if (!m_owners.contains(each.nodeDef.name))
-                    m_owners.insert(each.nodeDef.name, name);
-            }
-        }
+        const auto names = readNames.find(each.library);
+        if (names == readNames.end() || names->second.contains(each.nodeDef.name))
+            m_owners.insert_or_assign(each.nodeDef.name, Owner{each.library});
     }
 }
 
@@ -115,15 +123,13 @@ static qsizetype sizeOf(const NodeDef &nodeDef)
 // One definition that the database cannot keep must not cost the others.
 void LibraryUnion::refuseOversized()
 {
-    const auto isOversized = [](const Entry &entry) {
-        return sizeOf(entry.nodeDef) > sLongestNodeDef;
-    };
-    for (const Entry &entry : m_entries) {
-        if (isOversized(entry))
-            refuse(entry.nodeDef,
-                   u"with what it inherits it has more than %1 characters"_s.arg(sLongestNodeDef));
-    }
-    std::erase_if(m_entries, isOversized);
+    std::erase_if(m_entries, [this](const Entry &entry) {
+        if (sizeOf(entry.nodeDef) <= sLongestNodeDef)
+            return false;
+        refuse(entry.nodeDef,
+               u"with what it inherits it has more than %1 characters"_s.arg(sLongestNodeDef));
+        return true;
+    });
 }
 
 void LibraryUnion::addHeld(const QString &library)
@@ -136,22 +142,21 @@ void LibraryUnion::addHeld(const QString &library)
 
 void LibraryUnion::addRead(const QString &library)
 {
-    QSet<QString> seen;
     int position = 0;
     for (ReadLibrary &part : m_read) {
         if (part.name != library)
             continue;
         for (ReadNodeDef &each : part.nodeDefs) {
-            const QString &name = each.nodeDef.name;
-            const QString owner = m_owners.value(name);
-            if (owner != library) {
-                refuse(each.nodeDef, u"the library \"%1\" holds it already"_s.arg(owner));
-            } else if (seen.contains(name)) {
+            // What no library has had before goes to the first that brings it.
+            Owner &owner = m_owners.try_emplace(each.nodeDef.name, Owner{library}).first->second;
+            if (owner.library != library) {
+                refuse(each.nodeDef, u"the library \"%1\" holds it already"_s.arg(owner.library));
+            } else if (owner.isTaken) {
                 refuse(each.nodeDef, u"an earlier path of the library defines it first"_s);
             } else {
-                seen.insert(name);
+                owner.isTaken = true;
                 m_entries.push_back(
-                        {std::move(each.nodeDef), library, each.filterName, position++});
+                        {std::move(each.nodeDef), library, std::move(each.filterName), position++});
             }
         }
     }

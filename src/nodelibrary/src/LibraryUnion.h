@@ -3,11 +3,12 @@
 #include <nodelibrary/FilterPlan.h>
 #include <nodelibrary/LibraryDiff.h>
 
-#include <QHash>
-#include <QSet>
 #include <QString>
 #include <QStringList>
 
+#include <cstddef>
+#include <set>
+#include <unordered_map>
 #include <vector>
 
 namespace Tesk::NodeLibrary {
@@ -30,12 +31,21 @@ public:
     const QStringList &libraries() const { return m_libraries; }
     Problems &problems() { return m_problems; }
 
+    /// The place of the entry whose definition \a nodeDef is.
+    std::size_t indexOf(const NodeDef &nodeDef) const;
+
     std::vector<FilterPlan::Item> planItems() const;
 
 private:
+    struct Owner
+    {
+        QString library;
+        bool isTaken = false; // an entry bears the name
+    };
+
     void listLibraries();
     void listReadFiles();
-    void settleOwners();
+    void settleHeldNames();
     void addHeld(const QString &library);
     void addRead(const QString &library);
     void complete();
@@ -44,9 +54,9 @@ private:
 
     const std::vector<HeldImplementation> &m_held;
     std::vector<ReadLibrary> m_read; // what is taken over leaves it
-    QSet<QString> m_readFiles;
+    std::set<QString> m_readFiles;
     QStringList m_libraries;
-    QHash<QString, QString> m_owners; // the library of each nodedef name
+    std::unordered_map<QString, Owner> m_owners; // of each nodedef name
     std::vector<Entry> m_entries;
     Problems m_problems;
 };

@@ -1,10 +1,8 @@
 #include <nodelibrary/VariationTexts.h>
 
-#include <QHash>
-#include <QSet>
-
 #include <algorithm>
-#include <numeric>
+#include <set>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -27,7 +25,7 @@ static QString usageOf(const QString &type)
 QStringList VariationTexts::partsOf(const QString &type)
 {
     // A float pattern evaluates to a one-channel image, hence the second part.
-    static const QHash<QString, QStringList> known{
+    static const std::vector<std::pair<QString, QStringList>> known{
             {u"float"_s, {u"default_float"_s, u"default_grayscale"_s}},
             {u"vector2"_s, {u"default_float2"_s}},
             {u"vector3"_s, {u"default_float3"_s}},
@@ -40,8 +38,9 @@ QStringList VariationTexts::partsOf(const QString &type)
     };
     if (type.isEmpty())
         return {};
-    const auto found = known.constFind(type);
-    return found == known.constEnd() ? QStringList{usageOf(type)} : *found;
+    const auto found = std::find_if(known.begin(), known.end(),
+                                    [&](const auto &entry) { return entry.first == type; });
+    return found == known.end() ? QStringList{usageOf(type)} : found->second;
 }
 
 namespace {
@@ -49,15 +48,15 @@ namespace {
 class Claims
 {
 public:
-    // The parts of the nodedef's outputs that nobody has claimed before.
-    QStringList claim(const NodeDef &nodeDef)
+    // The parts of the nodedef's outputs that nobody has claimed before, joined with ",".
+    QString claim(const NodeDef &nodeDef)
     {
-        QStringList claimed;
+        QString claimed;
         for (const NodePort &output : nodeDef.outputs) {
             const QStringList parts = VariationTexts::partsOf(output.type);
             for (const QString &part : parts) {
                 if (take(part))
-                    claimed.append(part);
+                    claimed = claimed.isEmpty() ? part : claimed + u',' + part;
             }
         }
         return claimed;
@@ -74,42 +73,36 @@ public:
     }
 
 private:
-    bool take(const QString &part)
-    {
-        const qsizetype before = m_taken.size();
-        m_taken.insert(part);
-        return m_taken.size() > before;
-    }
+    bool take(const QString &part) { return m_taken.insert(part).second; }
 
-    QSet<QString> m_taken;
+    std::set<QString> m_taken;
 };
 
 } // namespace
+
+static constexpr int sLastRank = 2;
 
 // Who chooses first: the plain types before those that would be content with a part of their own.
 static int rankOf(const NodeDef &nodeDef)
 {
     if (nodeDef.outputs.size() > 1)
-        return 2;
-    const QString type = nodeDef.outputType();
-    return type == "color4"_L1 || type == "filename"_L1 ? 1 : 0;
+        return sLastRank;
+    const bool isContent =
+            nodeDef.hasUniqueOutput()
+            && (nodeDef.outputs[0].type == "color4"_L1 || nodeDef.outputs[0].type == "filename"_L1);
+    return isContent ? 1 : 0;
 }
 
 QStringList VariationTexts::assign(const std::vector<Head> &heads)
 {
-    std::vector<qsizetype> order(heads.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](qsizetype left, qsizetype right) {
-        return rankOf(*heads[static_cast<std::size_t>(left)].nodeDef)
-               < rankOf(*heads[static_cast<std::size_t>(right)].nodeDef);
-    });
-
     Claims claims;
     QStringList texts(static_cast<qsizetype>(heads.size()));
-    for (const qsizetype index : order) {
-        const Head &head = heads[static_cast<std::size_t>(index)];
-        if (head.kind == VersionPlace::Kind::Current)
-            texts[index] = claims.claim(*head.nodeDef).join(u',');
+    for (int rank = 0; rank <= sLastRank; ++rank) {
+        for (qsizetype index = 0; index < texts.size(); ++index) {
+            const Head &head = heads[static_cast<std::size_t>(index)];
+            if (head.kind == VersionPlace::Kind::Current && rankOf(*head.nodeDef) == rank)
+                texts[index] = claims.claim(*head.nodeDef);
+        }
     }
     for (qsizetype index = 0; index < texts.size(); ++index) {
         if (texts[index].isEmpty())

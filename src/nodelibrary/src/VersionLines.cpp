@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <map>
+#include <span>
+#include <tuple>
 #include <utility>
 
 namespace Tesk::NodeLibrary {
@@ -11,6 +13,37 @@ namespace Tesk::NodeLibrary {
 // The places of the nodedefs of one version, by version.
 using VersionGroup = std::map<VersionNumber, std::vector<std::size_t>>;
 using Signature = std::vector<std::pair<QString, QString>>;
+
+namespace {
+
+// A nodedef by what tells it from those that are no versions of it.
+struct OverloadPlace
+{
+    QString target;
+    QString outputType;
+    std::size_t index = 0;
+
+    bool operator<(const OverloadPlace &other) const
+    {
+        return std::tie(target, outputType, index)
+               < std::tie(other.target, other.outputType, other.index);
+    }
+    bool isSameOverload(const OverloadPlace &other) const
+    {
+        return target == other.target && outputType == other.outputType;
+    }
+};
+
+} // namespace
+
+static VersionGroup groupOf(std::span<const OverloadPlace> overload,
+                            const std::vector<const NodeDef *> &nodeDefs)
+{
+    VersionGroup group;
+    for (const OverloadPlace &each : overload)
+        group[VersionNumber(nodeDefs[each.index]->version)].push_back(each.index);
+    return group;
+}
 
 static Signature signatureOf(const NodeDef &nodeDef)
 {
@@ -63,15 +96,22 @@ static void settleGroup(const VersionGroup &group, const std::vector<const NodeD
 
 std::vector<VersionPlace> VersionLines::settle(const std::vector<const NodeDef *> &nodeDefs)
 {
-    std::map<std::pair<QString, QString>, VersionGroup> groups;
-    for (std::size_t i = 0; i < nodeDefs.size(); ++i) {
-        const NodeDef &nodeDef = *nodeDefs[i];
-        groups[{nodeDef.target, nodeDef.outputType()}][VersionNumber(nodeDef.version)].push_back(i);
-    }
+    std::vector<OverloadPlace> order;
+    order.reserve(nodeDefs.size());
+    for (std::size_t i = 0; i < nodeDefs.size(); ++i)
+        order.push_back({nodeDefs[i]->target, nodeDefs[i]->outputType(), i});
+    std::sort(order.begin(), order.end());
 
     std::vector<VersionPlace> places(nodeDefs.size());
-    for (const auto &[overload, group] : groups)
-        settleGroup(group, nodeDefs, places);
+    for (auto begin = order.begin(); begin != order.end();) {
+        const auto end = std::find_if_not(begin, order.end(), [&](const OverloadPlace &each) {
+            return each.isSameOverload(*begin);
+        });
+        // One alone has no versions.
+        if (end - begin > 1)
+            settleGroup(groupOf({begin, end}, nodeDefs), nodeDefs, places);
+        begin = end;
+    }
     for (std::size_t i = 0; i < nodeDefs.size(); ++i) {
         if (!nodeDefs[i]->target.isEmpty() && places[i].isHead())
             places[i].kind = VersionPlace::Kind::OptIn;
