@@ -72,6 +72,7 @@ std::vector<AssetWrite> BatchWriter::writes(std::span<EncodedAsset> encoded)
             entry.write.expectedRevision = 0;
             entry.write.row.flags = slot.unstored->hidden ? StoreFlags::sHidden : 0;
             std::vector<MetaRow> &rows = entry.write.metaData.emplace();
+            rows.reserve(slot.unstored->metaData.size());
             for (const auto &[key, item] : slot.unstored->metaData)
                 rows.push_back(StoreValues::toRow(key, item));
         }

@@ -6,7 +6,8 @@
 #include <QString>
 
 #include <cstddef>
-#include <map>
+#include <utility>
+#include <vector>
 
 namespace Tesk::Assets {
 
@@ -15,10 +16,11 @@ namespace Tesk::Assets {
 /// An item with an empty value is there; an item that is not there is absent.
 ///
 /// Ownership: a value. Threads: not thread-safe.
+/// Cost: a look-up is logarithmic; a new item moves those behind it.
 class ASSETS_EXPORT MetaData
 {
 public:
-    using Items = std::map<QString, MetaDataItem>;
+    using Items = std::vector<std::pair<QString, MetaDataItem>>;
 
     /// Returns the item, or null when it is absent; valid until the next change.
     const MetaDataItem *find(const QString &key) const;
@@ -42,7 +44,9 @@ public:
     friend bool operator==(const MetaData &, const MetaData &) = default;
 
 private:
-    Items m_items;
+    Items::const_iterator place(const QString &key) const;
+
+    Items m_items; // few and made often: one allocation for all of them
 };
 
 } // namespace Tesk::Assets
