@@ -80,6 +80,8 @@ QString NodeDef::outputType() const
 
 QString NodeDef::defaultActiveOutputs() const
 {
+    if (hasUniqueOutput()) // nearly always
+        return outputs.front().name;
     QStringList names;
     for (const NodePort &output : outputs)
         names.append(output.name);
