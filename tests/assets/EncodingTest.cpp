@@ -142,6 +142,33 @@ TEST_P(EncodingTest, staysOnTheCommittingThreadForOtherClasses)
     EXPECT_EQ(takeThreads(), thisThread);
 }
 
+TEST_P(EncodingTest, asksTheFunctionOfAClassForEachAssetOnTheCommittingThread)
+{
+    static std::set<std::thread::id> sAskedOn;
+    sAskedOn.clear();
+    AssetDatabaseService::registerAssetType(FreeNoteAsset::sTypeName, [](const Asset &asset) {
+        sAskedOn.insert(std::this_thread::get_id());
+        return static_cast<const NoteAsset &>(asset).text.get() == "0" ? AssetEncoding::ByCommitter
+                                                                       : AssetEncoding::Anywhere;
+    });
+    std::set<std::thread::id> ofTheFirst;
+    std::set<std::thread::id> ofTheOthers;
+    std::mutex mutex;
+    NoteAsset::sOnEncoded = [&](const NoteAsset &encoded) {
+        const std::lock_guard lock(mutex);
+        (encoded.text.get() == "0" ? ofTheFirst : ofTheOthers).insert(std::this_thread::get_id());
+    };
+    BatchScope scope(*service);
+    service->insertAssets(notes(FreeNoteAsset::make));
+    scope.commit();
+    AssetDatabaseService::registerAssetType(FreeNoteAsset::sTypeName, AssetEncoding::Anywhere);
+
+    EXPECT_EQ(sAskedOn, thisThread);
+    EXPECT_EQ(ofTheFirst, thisThread);
+    EXPECT_EQ(ofTheOthers.contains(std::this_thread::get_id()),
+              std::thread::hardware_concurrency() < 2);
+}
+
 TEST_P(EncodingTest, staysOnTheCommittingThreadForAssetsThatWereStoredBefore)
 {
     service->insertAssets(notes(FreeNoteAsset::make));

@@ -36,6 +36,29 @@ class DynamicFilterStorageTest : public FilterBaseTesting::FilterDatabaseTest
 {
 };
 
+TEST_F(DynamicFilterStorageTest, isEncodedAnywhereUnlessAPartIsOfAClientsClass)
+{
+    using Assets::AssetEncoding;
+    class OwnRecord : public ImplementationInfo
+    {
+    };
+    class OwnDescription : public RenderableBase::RenderableIODesc
+    {
+    };
+    const auto dynamic = dynamicFilter("d");
+    dynamic->types.insert("color", recordOf(dangling("a")));
+    dynamic->usages.insert("none", nullptr);
+    EXPECT_EQ(DynamicFilterAsset::encodingOf(*dynamic), AssetEncoding::Anywhere);
+    dynamic->ioDesc.set(std::make_shared<RenderableBase::RenderableIODesc>());
+    EXPECT_EQ(DynamicFilterAsset::encodingOf(*dynamic), AssetEncoding::Anywhere);
+
+    dynamic->ioDesc.set(std::make_shared<OwnDescription>());
+    EXPECT_EQ(DynamicFilterAsset::encodingOf(*dynamic), AssetEncoding::ByCommitter);
+    dynamic->ioDesc.set(nullptr);
+    dynamic->usages.insert("own", ImplementationInfoPtr(new OwnRecord));
+    EXPECT_EQ(DynamicFilterAsset::encodingOf(*dynamic), AssetEncoding::ByCommitter);
+}
+
 TEST_F(DynamicFilterStorageTest, comesBackWithMapsTablesAndDescriptionWhateverTheyAre)
 {
     constexpr unsigned int seed = 20010101;

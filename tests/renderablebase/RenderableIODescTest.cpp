@@ -34,6 +34,32 @@ TEST(RenderableIODescTest, storesParametersBeforeOutputs)
               (QStringList{QStringLiteral("parameters"), QStringLiteral("outputs")}));
 }
 
+namespace {
+
+template<class Desc>
+class Derived : public Desc
+{
+};
+
+} // namespace
+
+TEST(RenderableIODescTest, isOfOwnClassesUnlessAPartIsOfADerivedOne)
+{
+    RenderableIODesc description;
+    EXPECT_TRUE(description.isOfOwnClasses());
+    description.parameters.append(parameter(QStringLiteral("a"), 1));
+    description.parameters.append(nullptr);
+    description.outputs.append(std::make_shared<OutputDesc>());
+    EXPECT_TRUE(description.isOfOwnClasses());
+
+    description.outputs.append(std::make_shared<Derived<OutputDesc>>());
+    EXPECT_FALSE(description.isOfOwnClasses());
+    description.outputs.clear();
+    description.parameters.append(std::make_shared<Derived<ParameterDesc>>());
+    EXPECT_FALSE(description.isOfOwnClasses());
+    EXPECT_FALSE(Derived<RenderableIODesc>().isOfOwnClasses());
+}
+
 TEST(RenderableIODescTest, findsParametersByIdentifierAndUid)
 {
     RenderableIODesc description;

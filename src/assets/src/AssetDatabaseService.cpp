@@ -23,7 +23,14 @@ void AssetDatabaseService::registerAssetType(const QString &typeName)
 
 void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncoding encoding)
 {
-    AssetFactory::registerType(typeName, encoding);
+    registerAssetType(typeName, encoding == AssetEncoding::Anywhere
+                                        ? AssetFactory::encodedAnywhere
+                                        : AssetFactory::encodedByCommitter);
+}
+
+void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncodingOf encodingOf)
+{
+    AssetFactory::registerType(typeName, encodingOf);
 }
 
 bool AssetDatabaseService::isAssetType(const QString &typeName)

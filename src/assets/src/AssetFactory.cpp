@@ -21,7 +21,7 @@ struct TypeList
 {
     std::mutex mutex;
     // guarded by mutex
-    QHash<QString, AssetEncoding> types;
+    QHash<QString, AssetEncodingOf> types;
 };
 
 TypeList &typeList()
@@ -32,11 +32,21 @@ TypeList &typeList()
 
 } // namespace
 
-void registerType(const QString &typeName, AssetEncoding encoding)
+AssetEncoding encodedByCommitter(const Asset &)
+{
+    return AssetEncoding::ByCommitter;
+}
+
+AssetEncoding encodedAnywhere(const Asset &)
+{
+    return AssetEncoding::Anywhere;
+}
+
+void registerType(const QString &typeName, AssetEncodingOf encodingOf)
 {
     TypeList &list = typeList();
     const std::lock_guard lock(list.mutex);
-    list.types.insert(typeName, encoding);
+    list.types.insert(typeName, encodingOf);
 }
 
 bool isType(const QString &typeName)
@@ -46,11 +56,16 @@ bool isType(const QString &typeName)
     return list.types.contains(typeName);
 }
 
-bool isEncodedAnywhere(const QString &typeName)
+static AssetEncodingOf encodingOfType(const QString &typeName)
 {
     TypeList &list = typeList();
     const std::lock_guard lock(list.mutex);
-    return list.types.value(typeName, AssetEncoding::ByCommitter) == AssetEncoding::Anywhere;
+    return list.types.value(typeName, encodedByCommitter);
+}
+
+bool isEncodedAnywhere(const Asset &asset)
+{
+    return encodingOfType(asset.typeName())(asset) == AssetEncoding::Anywhere;
 }
 
 void registerOwnTypes()

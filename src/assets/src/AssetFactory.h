@@ -16,9 +16,12 @@ class Asset;
 /// Threads: any.
 namespace AssetFactory {
 
-void registerType(const QString &typeName, AssetEncoding encoding = AssetEncoding::ByCommitter);
+AssetEncoding encodedByCommitter(const Asset &asset);
+AssetEncoding encodedAnywhere(const Asset &asset);
+
+void registerType(const QString &typeName, AssetEncodingOf encodingOf = encodedByCommitter);
 bool isType(const QString &typeName);
-bool isEncodedAnywhere(const QString &typeName);
+bool isEncodedAnywhere(const Asset &asset);
 
 /// Makes the classes of this module known; the first call does it.
 void registerOwnTypes();

@@ -26,7 +26,7 @@ void EncodedAsset::encode()
 
 bool EncodedAsset::isFree() const
 {
-    return isNew && AssetFactory::isEncodedAnywhere(asset->typeName());
+    return isNew && AssetFactory::isEncodedAnywhere(*asset);
 }
 
 void EncodedAsset::encodeAll(std::span<EncodedAsset> assets)

@@ -19,6 +19,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 namespace Tesk::FilterBase {
@@ -334,6 +335,23 @@ void DynamicFilterAsset::generateIODesc()
     // Made on this thread, which may be a worker's; the description goes where the filter lives.
     merged->moveWholeTo(thread());
     ioDesc.set(merged);
+}
+
+Assets::AssetEncoding DynamicFilterAsset::encodingOf(const Assets::Asset &filter)
+{
+    using Assets::AssetEncoding;
+
+    const auto *const self = dynamic_cast<const DynamicFilterAsset *>(&filter);
+    if (!self)
+        return AssetEncoding::ByCommitter;
+    bool isOurs = true;
+    self->forEachImplementation([&isOurs](const QString &, const ImplementationInfo &info) {
+        isOurs = typeid(info) == typeid(ImplementationInfo);
+        return isOurs;
+    });
+    const auto &description = self->ioDesc.get();
+    isOurs = isOurs && (!description || description->isOfOwnClasses());
+    return isOurs ? AssetEncoding::Anywhere : AssetEncoding::ByCommitter;
 }
 
 const ImplementationInfo *DynamicFilterAsset::firstImplementation() const

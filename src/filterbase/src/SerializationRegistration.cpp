@@ -72,7 +72,8 @@ void prepareSerialization()
 
     AssetDatabaseService::registerAssetType(FilterDescAsset::sTypeName,
                                             Assets::AssetEncoding::Anywhere);
-    AssetDatabaseService::registerAssetType(DynamicFilterAsset::sTypeName);
+    AssetDatabaseService::registerAssetType(DynamicFilterAsset::sTypeName,
+                                            &DynamicFilterAsset::encodingOf);
 
     // Last: a call that raises half-way is to be repeated from the start.
     sDone = true;

@@ -7,7 +7,10 @@
 
 #include <QThread>
 
+#include <algorithm>
+#include <typeinfo>
 #include <unordered_map>
+#include <vector>
 
 namespace Tesk::RenderableBase {
 
@@ -100,6 +103,21 @@ void RenderableIODesc::moveWholeTo(QThread *thread)
     for (const auto &output : outputs.values())
         moveOwn(output.get());
     moveOwn(this);
+}
+
+template<class Desc>
+static bool areAllOf(const std::vector<std::shared_ptr<Desc>> &list)
+{
+    return std::all_of(list.begin(), list.end(), [](const auto &each) {
+        const Desc *const desc = each.get();
+        return desc == nullptr || typeid(*desc) == typeid(Desc);
+    });
+}
+
+bool RenderableIODesc::isOfOwnClasses() const
+{
+    return typeid(*this) == typeid(RenderableIODesc) && areAllOf(parameters.values())
+           && areAllOf(outputs.values());
 }
 
 void RenderableIODesc::modelHasChanged(const Data::FieldEvent &event)

@@ -105,6 +105,14 @@ void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncod
                                                 : " encoded by the committer"));
 }
 
+void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncodingOf encodingOf)
+{
+    note("asset type " + typeName.toStdString()
+         + (encodingOf == &FilterBase::DynamicFilterAsset::encodingOf
+                    ? " encoded as the filter says"
+                    : " encoded as told"));
+}
+
 } // namespace Tesk::Assets
 
 namespace Tesk::FilterBase {
@@ -127,7 +135,7 @@ const Calls &steps()
             "version 100 of Tesk::FilterBase::DynamicFilterAsset",
             "factory of Tesk::FilterBase::DynamicFilterAsset",
             "asset type Tesk::FilterBase::FilterDescAsset encoded anywhere",
-            "asset type Tesk::FilterBase::DynamicFilterAsset",
+            "asset type Tesk::FilterBase::DynamicFilterAsset encoded as the filter says",
     };
     return sSteps;
 }

@@ -69,6 +69,9 @@ public:
     /// Large commits are quicker for classes that can be encoded Anywhere.
     static void registerAssetType(const QString &typeName);
     static void registerAssetType(const QString &typeName, AssetEncoding encoding);
+    /// The same where it depends on the asset: \a encodingOf is asked for each new one, on the
+    /// thread that commits.
+    static void registerAssetType(const QString &typeName, AssetEncodingOf encodingOf);
     static bool isAssetType(const QString &typeName);
 
     /// Opens a database over \a store. Reads no bodies. Register the result in the locator.

@@ -11,4 +11,9 @@ enum class AssetEncoding {
     Anywhere
 };
 
+class Asset;
+
+/// Tells which thread may ask \a asset.
+using AssetEncodingOf = AssetEncoding (*)(const Asset &asset);
+
 } // namespace Tesk::Assets

@@ -3,6 +3,7 @@
 #include <filterbase/filterbase_export.h>
 #include <filterbase/ImplementationInfo.h>
 
+#include <assets/AssetEncoding.h>
 #include <assets/AssetReference.h>
 #include <data/Field.h>
 #include <data/HashMap.h>
@@ -128,6 +129,10 @@ public:
     /// Cost: linear in the parameters of all implementations, times the logarithm of a uid
     /// table's size. On a stored asset each corrected entry is a write: use a batch scope.
     void generateIODesc();
+
+    /// Tells which thread may encode \a filter: any, unless it holds records, parameters or
+    /// outputs of a client's own classes.
+    static Assets::AssetEncoding encodingOf(const Assets::Asset &filter);
 
     ImplementationMap types;  ///< by the type of the output
     ImplementationMap usages; ///< by a named role, which wins over the type

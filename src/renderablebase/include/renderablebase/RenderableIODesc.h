@@ -49,6 +49,10 @@ public:
     /// on the calling thread. Must be called on the description's own thread.
     void moveWholeTo(QThread *thread);
 
+    /// Returns whether nothing in it is of a derived class, whose operations may want a thread of
+    /// their own.
+    bool isOfOwnClasses() const;
+
     /// Drops the look-up with a change of the list; an override has to call it.
     void modelHasChanged(const Data::FieldEvent &event) override;
     void onLoadedFromDisk() override;
