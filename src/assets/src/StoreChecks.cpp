@@ -26,21 +26,18 @@ QString readable(QByteArrayView id)
                   : QStringLiteral("0x") + QString::fromLatin1(id.toByteArray().toHex());
 }
 
-void requireId(const Place &place, const QByteArray &id)
+static QString idRefusal(const QByteArray &id)
 {
-    if (id.isEmpty())
-        raise(place, StoreError::Code::Misuse,
-              QStringLiteral("Cannot store an asset: its id is empty"));
+    return id.isEmpty() ? QStringLiteral("Cannot store an asset: its id is empty") : QString();
 }
 
-void requireText(const Place &place, const QString &text, const QByteArray &id)
+static QString textRefusal(const QString &text, const QByteArray &id)
 {
-    if (!text.isValidUtf16())
-        raise(place, StoreError::Code::Misuse,
-              QStringLiteral("Cannot store the text \"%1\" of asset \"%2\": it holds half "
-                             "a surrogate pair")
-                      .arg(text, readable(id)),
-              id);
+    if (text.isValidUtf16())
+        return {};
+    return QStringLiteral("Cannot store the text \"%1\" of asset \"%2\": it holds half "
+                          "a surrogate pair")
+            .arg(text, readable(id));
 }
 
 static bool isStorable(const QVariant &value, int depth)
@@ -75,66 +72,98 @@ static bool isStorable(const QVariant &value, int depth)
     }
 }
 
-void requireMetaRow(const Place &place, const MetaRow &row, const QByteArray &id)
+static QString metaRowRefusal(const MetaRow &row, const QByteArray &id)
 {
     if (row.key.isEmpty())
-        raise(place, StoreError::Code::Misuse,
-              QStringLiteral("Cannot store metadata of asset \"%1\": the key is empty")
-                      .arg(readable(id)),
-              id);
-    requireText(place, row.key, id);
-    if (!isStorable(row.value, 0))
-        raise(place, StoreError::Code::Misuse,
-              QStringLiteral("Cannot store metadata \"%1\" of asset \"%2\": a value of "
-                             "type \"%3\" has no stored form")
-                      .arg(row.key, readable(id), QString::fromLatin1(row.value.metaType().name())),
-              id);
+        return QStringLiteral("Cannot store metadata of asset \"%1\": the key is empty")
+                .arg(readable(id));
+    QString refusal = textRefusal(row.key, id);
+    if (refusal.isEmpty() && !isStorable(row.value, 0))
+        refusal = QStringLiteral("Cannot store metadata \"%1\" of asset \"%2\": a value of "
+                                 "type \"%3\" has no stored form")
+                          .arg(row.key, readable(id),
+                               QString::fromLatin1(row.value.metaType().name()));
+    return refusal;
 }
 
-static void requireMetaData(const Place &place, const std::vector<MetaRow> &rows,
-                            const QByteArray &id)
+static QString metaDataRefusal(const std::vector<MetaRow> &rows, const QByteArray &id)
 {
-    for (const MetaRow &row : rows)
-        requireMetaRow(place, row, id);
+    for (const MetaRow &row : rows) {
+        QString refusal = metaRowRefusal(row, id);
+        if (!refusal.isEmpty())
+            return refusal;
+    }
     const auto isNotBefore = [](const MetaRow &left, const MetaRow &right) {
         return left.key >= right.key;
     };
     if (std::adjacent_find(rows.begin(), rows.end(), isNotBefore) == rows.end())
-        return; // no key twice, in the order in which nearly everybody has them
+        return {}; // no key twice, in the order in which nearly everybody has them
     QSet<QString> keys;
     for (const MetaRow &row : rows) {
         if (keys.contains(row.key))
-            raise(place, StoreError::Code::Misuse,
-                  QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
-                          .arg(readable(id), row.key),
-                  id);
+            return QStringLiteral("Cannot store asset \"%1\": metadata \"%2\" is given twice")
+                    .arg(readable(id), row.key);
         keys.insert(row.key);
     }
+    return {};
+}
+
+static QString dependencyRefusal(const std::vector<DependencyRow> &rows, const QByteArray &id)
+{
+    for (const DependencyRow &row : rows) {
+        if (row.id.isEmpty())
+            return QStringLiteral("Cannot store asset \"%1\": a dependency has no id")
+                    .arg(readable(id));
+        QString refusal = textRefusal(row.role, id);
+        if (!refusal.isEmpty())
+            return refusal;
+    }
+    return {};
+}
+
+QString refusalOf(const AssetWrite &write)
+{
+    const QByteArray &id = write.row.id;
+    QString refusal = idRefusal(id);
+    if (refusal.isEmpty() && write.row.className.isEmpty())
+        refusal =
+                QStringLiteral("Cannot store asset \"%1\": it has no class name").arg(readable(id));
+    for (const QString *text : {&write.row.className, &write.row.name, &write.row.category}) {
+        if (refusal.isEmpty())
+            refusal = textRefusal(*text, id);
+    }
+    if (refusal.isEmpty() && write.metaData)
+        refusal = metaDataRefusal(*write.metaData, id);
+    if (refusal.isEmpty() && write.dependencies)
+        refusal = dependencyRefusal(*write.dependencies, id);
+    return refusal;
+}
+
+/// Raises what is refused for a reason; an empty one is none.
+static void requireNone(const Place &place, const QString &refusal, const QByteArray &id)
+{
+    if (!refusal.isEmpty())
+        raise(place, StoreError::Code::Misuse, refusal, id);
+}
+
+void requireId(const Place &place, const QByteArray &id)
+{
+    requireNone(place, idRefusal(id), {});
+}
+
+void requireText(const Place &place, const QString &text, const QByteArray &id)
+{
+    requireNone(place, textRefusal(text, id), id);
+}
+
+void requireMetaRow(const Place &place, const MetaRow &row, const QByteArray &id)
+{
+    requireNone(place, metaRowRefusal(row, id), id);
 }
 
 void requireWrite(const Place &place, const AssetWrite &write)
 {
-    const QByteArray &id = write.row.id;
-    requireId(place, id);
-    if (write.row.className.isEmpty())
-        raise(place, StoreError::Code::Misuse,
-              QStringLiteral("Cannot store asset \"%1\": it has no class name").arg(readable(id)),
-              id);
-    requireText(place, write.row.className, id);
-    requireText(place, write.row.name, id);
-    requireText(place, write.row.category, id);
-    if (write.metaData)
-        requireMetaData(place, *write.metaData, id);
-    if (write.dependencies) {
-        for (const DependencyRow &row : *write.dependencies) {
-            if (row.id.isEmpty())
-                raise(place, StoreError::Code::Misuse,
-                      QStringLiteral("Cannot store asset \"%1\": a dependency has no id")
-                              .arg(readable(id)),
-                      id);
-            requireText(place, row.role, id);
-        }
-    }
+    requireNone(place, refusalOf(write), write.row.id);
 }
 
 void requireRevision(const Place &place, const QByteArray &id, std::optional<qint64> expected,

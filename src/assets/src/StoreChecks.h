@@ -25,7 +25,10 @@ void requireId(const Place &place, const QByteArray &id);
 void requireText(const Place &place, const QString &text, const QByteArray &id);
 void requireMetaRow(const Place &place, const MetaRow &row, const QByteArray &id);
 
-/// Raises Misuse for what no store would take; looks at nothing stored.
+/// Returns why no store would take this, empty where one would; looks at nothing stored.
+QString refusalOf(const AssetWrite &write);
+
+/// Raises Misuse where there is a refusal.
 void requireWrite(const Place &place, const AssetWrite &write);
 
 /// Raises Changed where \a found, 0 for no asset, is not what was expected.
