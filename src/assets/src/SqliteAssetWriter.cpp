@@ -1,6 +1,7 @@
 #include "SqliteAssetWriter.h"
 
 #include "BodyHash.h"
+#include "SqliteBlockInsert.h"
 #include "SqliteMetaData.h"
 #include "SqliteQuery.h"
 #include "StoreChecks.h"
@@ -9,9 +10,38 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <limits>
+
 namespace Tesk::Assets {
 
 using namespace StoreChecks;
+
+// As many new assets are taken together, for the sake of the memory that their rows need.
+static constexpr std::ptrdiff_t sMostTogether = 4 * SqliteBlockInsert::sBlockSize;
+
+static const SqliteBlockInsert &assetInsert()
+{
+    static const auto &statement = *new SqliteBlockInsert(
+            "asset (id, class_k, class_version, name, name_key, category_k, flags, revision, "
+            "changed, created, modified)",
+            11, "ON CONFLICT (id) DO NOTHING");
+    return statement;
+}
+
+static const SqliteBlockInsert &bodyInsert()
+{
+    static const auto &statement =
+            *new SqliteBlockInsert("body (asset_k, encoding, hash, data)", 4);
+    return statement;
+}
+
+static const SqliteBlockInsert &dependencyInsert()
+{
+    static const auto &statement =
+            *new SqliteBlockInsert("dependency (asset_k, position, id, role_k)", 4);
+    return statement;
+}
 
 SqliteAssetWriter::SqliteAssetWriter(SqliteCore &core, const Place &place)
     : m_core(core)
@@ -35,7 +65,49 @@ std::optional<SqliteAssetWriter::Existing> SqliteAssetWriter::find(const QByteAr
     return Existing{query.integer(0), query.integer(1), query.integer(2), query.text(3)};
 }
 
-qint64 SqliteAssetWriter::write(const AssetWrite &write)
+std::vector<qint64> SqliteAssetWriter::write(std::span<const AssetWrite> assets)
+{
+    for (std::span<const AssetWrite> left = assets; !left.empty();) {
+        std::size_t count = writeNewOnes(left);
+        if (count == 0) {
+            writeOne(left.front());
+            count = 1;
+        }
+        left = left.subspan(count);
+    }
+    return std::vector<qint64>(assets.size(), assets.empty() ? 0 : m_core.writingGeneration());
+}
+
+SqliteAssetWriter::Values SqliteAssetWriter::valuesOf(const AssetRow &row)
+{
+    Values values;
+    values.classKey = m_core.requireTerm(row.className);
+    values.categoryKey = m_core.requireTerm(row.category);
+    values.name = row.name.toUtf8();
+    const QString lower = row.name.toLower();
+    values.nameKey = lower == row.name ? values.name : lower.toUtf8();
+    return values;
+}
+
+void SqliteAssetWriter::bindRow(SqliteQuery &query, const AssetRow &row, const Values &values)
+{
+    const qint64 generation = m_core.writingGeneration();
+    query.bindBytes(row.id)
+            .bind(values.classKey)
+            .bind(qint64(row.classVersion))
+            .bindUtf8(values.name)
+            .bindUtf8(values.nameKey)
+            .bind(values.categoryKey)
+            .bind(qint64(row.flags))
+            .bind(generation)
+            .bind(generation)
+            .bind(m_now)
+            .bind(m_now);
+}
+
+// --- one asset
+
+void SqliteAssetWriter::writeOne(const AssetWrite &write)
 {
     requireWrite(m_place, write);
     const QByteArray &id = write.row.id;
@@ -51,7 +123,6 @@ qint64 SqliteAssetWriter::write(const AssetWrite &write)
         key = existing ? existing->key : insert(write.row);
     }
     writeParts(key.value(), !existing, write);
-    return m_core.writingGeneration();
 }
 
 void SqliteAssetWriter::writeParts(qint64 key, bool isNew, const AssetWrite &write)
@@ -69,64 +140,54 @@ void SqliteAssetWriter::writeParts(qint64 key, bool isNew, const AssetWrite &wri
 std::optional<qint64> SqliteAssetWriter::insert(const AssetRow &row)
 {
     SqliteConnection &connection = *m_core.connection;
-    const qint64 generation = m_core.writingGeneration();
-    const qint64 classKey = m_core.requireTerm(row.className);
-    const QByteArray name = row.name.toUtf8();
-    const QByteArray nameKey = row.name.toLower().toUtf8();
-    SqliteQuery query(connection, "INSERT INTO asset (id, class_k, class_version, name, name_key, "
-                                  "category_k, flags, revision, changed, created, modified) "
-                                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?8, ?9, ?9) "
-                                  "ON CONFLICT (id) DO NOTHING");
-    query.bindBytes(row.id)
-            .bind(classKey)
-            .bind(qint64(row.classVersion))
-            .bindUtf8(name)
-            .bindUtf8(nameKey)
-            .bind(m_core.requireTerm(row.category))
-            .bind(qint64(row.flags))
-            .bind(generation)
-            .bind(m_now);
-    if (query.run() == 0)
+    const Values values = valuesOf(row);
+    const qint64 inserted = assetInsert().run(
+            connection, 1, [&](SqliteQuery &query, std::size_t) { bindRow(query, row, values); });
+    if (inserted == 0)
         return std::nullopt;
     const qint64 key = sqlite3_last_insert_rowid(connection.handle());
+    announce(key, row, values);
+    return key;
+}
+
+void SqliteAssetWriter::announce(qint64 key, const AssetRow &row, const Values &values)
+{
+    SqliteConnection &connection = *m_core.connection;
     if (m_hasDanglingItems)
         SqliteQuery(connection, "UPDATE collection_item SET item_k = ?1, class_k = ?2, name = ?3, "
                                 "flags = ?4 WHERE item_id = ?5 AND item_k IS NULL")
                 .bind(key)
-                .bind(classKey)
-                .bindUtf8(name)
+                .bind(values.classKey)
+                .bindUtf8(values.name)
                 .bind(qint64(row.flags))
                 .bindBytes(row.id)
                 .run();
     if (m_hasRemoved)
         SqliteQuery(connection, "DELETE FROM removed WHERE id = ?1").bindBytes(row.id).run();
-    return key;
 }
 
 void SqliteAssetWriter::update(const Existing &existing, const AssetRow &row)
 {
     const qint64 generation = m_core.writingGeneration();
-    const qint64 classKey = m_core.requireTerm(row.className);
-    const QByteArray name = row.name.toUtf8();
-    const QByteArray nameKey = row.name.toLower().toUtf8();
+    const Values values = valuesOf(row);
     SqliteQuery(*m_core.connection,
                 "UPDATE asset SET class_k = ?2, class_version = ?3, name = ?4, name_key = ?5, "
                 "category_k = ?6, revision = ?7, changed = ?7, modified = ?8 WHERE k = ?1")
             .bind(existing.key)
-            .bind(classKey)
+            .bind(values.classKey)
             .bind(qint64(row.classVersion))
-            .bindUtf8(name)
-            .bindUtf8(nameKey)
-            .bind(m_core.requireTerm(row.category))
+            .bindUtf8(values.name)
+            .bindUtf8(values.nameKey)
+            .bind(values.categoryKey)
             .bind(generation)
             .bind(m_now)
             .run();
-    if (classKey != existing.classKey || row.name != existing.name)
+    if (values.classKey != existing.classKey || row.name != existing.name)
         SqliteQuery(*m_core.connection,
                     "UPDATE collection_item SET class_k = ?2, name = ?3 WHERE item_k = ?1")
                 .bind(existing.key)
-                .bind(classKey)
-                .bindUtf8(name)
+                .bind(values.classKey)
+                .bindUtf8(values.name)
                 .run();
 }
 
@@ -188,14 +249,121 @@ void SqliteAssetWriter::writeDependencies(qint64 key, bool isNew,
                 .bind(key)
                 .run();
     qint64 position = 0;
-    for (const DependencyRow &row : rows)
-        SqliteQuery(*m_core.connection, "INSERT INTO dependency (asset_k, position, id, role_k) "
-                                        "VALUES (?1, ?2, ?3, ?4)")
-                .bind(key)
-                .bind(position++)
-                .bindBytes(row.id)
-                .bind(m_core.requireTerm(row.role))
-                .run();
+    for (const DependencyRow &row : rows) {
+        const qint64 roleKey = m_core.requireTerm(row.role);
+        dependencyInsert().run(*m_core.connection, 1, [&](SqliteQuery &query, std::size_t) {
+            query.bind(key).bind(position++).bindBytes(row.id).bind(roleKey);
+        });
+    }
+}
+
+// --- many new assets
+
+std::size_t SqliteAssetWriter::writeNewOnes(std::span<const AssetWrite> assets)
+{
+    const auto isNew = [](const AssetWrite &write) {
+        return write.expectedRevision == 0;
+    };
+    const auto isAcceptable = [](const AssetWrite &write) {
+        return refusalOf(write).isEmpty();
+    };
+    constexpr auto sFewest = static_cast<std::ptrdiff_t>(SqliteBlockInsert::sBlockSize);
+    const auto begin = assets.begin();
+    auto end = std::find_if_not(begin, begin + std::min(std::ssize(assets), sMostTogether), isNew);
+    if (end - begin >= sFewest) // the first refused one has its turn when those before it are fine
+        end = std::find_if_not(begin, end, isAcceptable);
+    const auto news = assets.first(static_cast<std::size_t>(end - begin));
+    const std::optional<qint64> key =
+            end - begin >= sFewest ? keyOfNext(news.size()) : std::nullopt;
+    if (!key)
+        return 0;
+
+    m_newAssets.clear();
+    m_newDependencies.clear();
+    for (const AssetWrite &write : news)
+        prepareNew(write, *key + std::ssize(m_newAssets));
+    if (insertNew()) {
+        insertParts();
+    } else {
+        for (const AssetWrite &write : news) // up to the one whose id is taken, which raises
+            writeOne(write);
+    }
+    return news.size();
+}
+
+std::optional<qint64> SqliteAssetWriter::keyOfNext(std::size_t count)
+{
+    // Only behind every row there is; then those of the parts need not look for older ones either.
+    SqliteQuery query(*m_core.connection,
+                      "SELECT coalesce(max(k), 0), coalesce((SELECT max(asset_k) FROM body), 0), "
+                      "coalesce((SELECT max(asset_k) FROM metadata), 0) FROM asset");
+    query.next();
+    const qint64 last = query.integer(0);
+    const bool isFree = query.integer(1) <= last && query.integer(2) <= last
+                        && last < std::numeric_limits<qint64>::max() - static_cast<qint64>(count);
+    return isFree ? std::optional(last + 1) : std::nullopt;
+}
+
+void SqliteAssetWriter::prepareNew(const AssetWrite &write, qint64 key)
+{
+    // New terms are numbered as if the assets were written one by one.
+    NewAsset &asset = m_newAssets.emplace_back(NewAsset{&write, key, valuesOf(write.row), {}});
+    if (write.dependencies) {
+        qint64 position = 0;
+        for (const DependencyRow &row : *write.dependencies)
+            m_newDependencies.push_back({key, position++, &row.id, m_core.requireTerm(row.role)});
+    }
+    if (write.metaData) {
+        for (const MetaRow &row : *write.metaData)
+            asset.metaData.append(m_core.requireTerm(row.key), row);
+    }
+}
+
+bool SqliteAssetWriter::insertNew()
+{
+    const auto bindAsset = [this](SqliteQuery &query, std::size_t at) {
+        bindRow(query, m_newAssets[at].write->row, m_newAssets[at].values);
+    };
+    if (assetInsert().run(*m_core.connection, m_newAssets.size(), bindAsset)
+        == std::ssize(m_newAssets))
+        return true;
+    SqliteQuery(*m_core.connection, "DELETE FROM asset WHERE k >= ?1")
+            .bind(m_newAssets.front().key)
+            .run();
+    return false;
+}
+
+void SqliteAssetWriter::insertParts()
+{
+    SqliteConnection &connection = *m_core.connection;
+    std::vector<const NewAsset *> withBody;
+    std::vector<const NewAsset *> withMetaData;
+    for (const NewAsset &asset : m_newAssets) {
+        const AssetWrite &write = *asset.write;
+        announce(asset.key, write.row, asset.values);
+        if (write.nextVersion)
+            writeNextVersion(asset.key, true, write.row.id, *write.nextVersion);
+        if (write.body)
+            withBody.push_back(&asset);
+        if (asset.metaData.count() > 0)
+            withMetaData.push_back(&asset);
+    }
+    bodyInsert().run(connection, withBody.size(), [&](SqliteQuery &query, std::size_t at) {
+        const BodyRow &body = *withBody[at]->write->body;
+        query.bind(withBody[at]->key)
+                .bind(qint64(body.encoding))
+                .bind(body.hash ? *body.hash : bodyHash(body.data))
+                .bindBytes(body.data);
+    });
+    dependencyInsert().run(
+            connection, m_newDependencies.size(), [&](SqliteQuery &query, std::size_t at) {
+                const NewDependency &row = m_newDependencies[at];
+                query.bind(row.key).bind(row.position).bindBytes(*row.id).bind(row.roleKey);
+            });
+    SqliteMetaData::insertStatement().run(
+            connection, withMetaData.size(), [&](SqliteQuery &query, std::size_t at) {
+                SqliteMetaData::bind(query, withMetaData[at]->key, withMetaData[at]->metaData);
+            });
 }
 
 } // namespace Tesk::Assets

@@ -138,15 +138,27 @@ void store(SqliteCore &core, qint64 assetKey, const StoredMetaData &metaData)
                 .run();
         return;
     }
-    SqliteQuery(*core.connection,
-                "INSERT INTO metadata (asset_k, encoding, items, data) VALUES (?1, ?2, ?3, ?4) "
-                "ON CONFLICT (asset_k) DO UPDATE SET encoding = excluded.encoding, "
-                "items = excluded.items, data = excluded.data")
-            .bind(assetKey)
+    SqliteQuery query(*core.connection,
+                      "INSERT INTO metadata (asset_k, encoding, items, data) "
+                      "VALUES (?1, ?2, ?3, ?4) ON CONFLICT (asset_k) DO UPDATE SET "
+                      "encoding = excluded.encoding, items = excluded.items, data = excluded.data");
+    bind(query, assetKey, metaData);
+    query.run();
+}
+
+const SqliteBlockInsert &insertStatement()
+{
+    static const auto &statement =
+            *new SqliteBlockInsert("metadata (asset_k, encoding, items, data)", 4);
+    return statement;
+}
+
+void bind(SqliteQuery &query, qint64 assetKey, const StoredMetaData &metaData)
+{
+    query.bind(assetKey)
             .bind(qint64(StoredMetaData::sEncoding))
             .bind(metaData.count())
-            .bindBytes(metaData.bytes())
-            .run();
+            .bindBytes(metaData.bytes());
 }
 
 } // namespace Tesk::Assets::SqliteMetaData

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Place.h"
+#include "SqliteBlockInsert.h"
 #include "SqliteCore.h"
 #include "SqliteIdStatement.h"
 #include "StoredMetaData.h"
@@ -38,6 +39,10 @@ StoredMetaData load(SqliteCore &core, const QByteArray &id, qint64 assetKey);
 
 /// Writes the row, over the one that is there; without items there is none.
 void store(SqliteCore &core, qint64 assetKey, const StoredMetaData &metaData);
+
+/// Returns the statement that writes rows of assets that have none, with items.
+const SqliteBlockInsert &insertStatement();
+void bind(SqliteQuery &query, qint64 assetKey, const StoredMetaData &metaData);
 
 } // namespace SqliteMetaData
 } // namespace Tesk::Assets

@@ -67,12 +67,7 @@ std::vector<qint64> SqliteStore::write(std::span<const AssetWrite> assets)
 {
     const Place place = TESK_PLACE;
     return m_core->change(place, [this, &place, assets] {
-        std::vector<qint64> revisions;
-        revisions.reserve(assets.size());
-        SqliteAssetWriter writer(*m_core, place);
-        for (const AssetWrite &asset : assets)
-            revisions.push_back(writer.write(asset));
-        return revisions;
+        return SqliteAssetWriter(*m_core, place).write(assets);
     });
 }
 

@@ -14,7 +14,7 @@ using Ids = std::vector<QByteArray>;
 
 namespace {
 
-const Ids sIds{"list", "a", "b", "c", "d"};
+const Ids sIds{"list", "a", "b", "c", "d", "new 0", "new 15", "new 16", "new 17"};
 
 /// A small import: what is there already is changed, and something is new.
 void import(Store &store)
@@ -29,6 +29,16 @@ void import(Store &store)
         writes.push_back(write);
     }
     writes[1].nextVersion = QByteArray("c");
+    store.write(writes);
+    writes.clear();
+    for (int number = 0; number < 18; ++number) { // which a store may write together
+        AssetWrite &write = writes.emplace_back(
+                assetWrite("new " + QByteArray::number(number), QStringLiteral("Imported"),
+                           QStringLiteral("New %1").arg(number), QByteArray(400, 'n')));
+        write.expectedRevision = 0;
+        write.metaData = {MetaRow{QStringLiteral("number"), 3, 0, number}};
+        write.dependencies = {DependencyRow{"a", QStringLiteral("role")}};
+    }
     store.write(writes);
     store.appendToCollection("list", Ids{"b", "c", "d"});
     store.setFlags({&sIds[1], 1}, 1, 1);
