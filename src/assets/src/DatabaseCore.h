@@ -129,6 +129,7 @@ private:
     std::shared_ptr<Asset> withdrawLocked(AssetSlot &slot);
     void withdraw(AssetSlot &slot);
 
+    bool isKnown(const AssetRecord &record);
     bool fileNew(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,
                  const QString &name, bool internal);
     void fileNewLocked(Write &write, const AssetRecord &record, const std::shared_ptr<Asset> &asset,

@@ -42,6 +42,8 @@ static void requireInsertable(const AssetDatabaseService::NewAsset &asset)
     requireNoNullItem(asset.id);
 }
 
+/// Files an asset of an id that the store did not know a moment ago; false when another thread has
+/// taken it since.
 bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
                            const std::shared_ptr<Asset> &asset, const QString &name, bool internal)
 {
@@ -50,7 +52,8 @@ bool DatabaseCore::fileNew(Write &write, const AssetRecord &record,
         write.encode({{.asset = asset, .record = &record, .isNew = true, .write = {}}});
     const std::lock_guard lock(m_mutex);
     checkOpenLocked();
-    if (findLocked(record) != nullptr)
+    AssetSlot *const slot = slotOfLocked(record);
+    if (slot != nullptr && isStillStoredLocked(*slot))
         return false;
     fileNewLocked(write, record, asset, typeName, name, {}, internal);
     write.storeLocked();
@@ -78,6 +81,13 @@ void DatabaseCore::fileNewLocked(Write &write, const AssetRecord &record,
     write.batch().onRollback([this, &slot] { withdraw(slot); });
 }
 
+bool DatabaseCore::isKnown(const AssetRecord &record)
+{
+    const std::lock_guard lock(m_mutex);
+    checkOpenLocked();
+    return findLocked(record) != nullptr;
+}
+
 AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &typeName,
                                          Status &status)
 {
@@ -85,13 +95,8 @@ AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &ty
     if (id.isEmpty() || StoreValues::isNullItem(id))
         return {};
     const AssetRecord &record = m_table->intern(id);
-    const auto isKnown = [&] {
-        const std::lock_guard lock(m_mutex);
-        checkOpenLocked();
-        return findLocked(record) != nullptr;
-    };
     status = Status::Existing;
-    if (isKnown())
+    if (isKnown(record))
         return AssetReference(&record);
     status = Status::UnknownType;
     if (!AssetFactory::isType(typeName))
@@ -108,7 +113,7 @@ AssetReference DatabaseCore::getOrCreate(const QByteArray &id, const QString &ty
             status = Status::Existing; // another thread was faster
         write.finish();
     } catch (const StoreError &error) {
-        if (error.code() != StoreError::Code::Changed || !isKnown())
+        if (error.code() != StoreError::Code::Changed || !isKnown(record))
             throw;
         status = Status::Existing; // another process was faster
     }
@@ -134,7 +139,7 @@ std::shared_ptr<Asset> DatabaseCore::createInternal(const QByteArray &id, const 
     }
     const AssetRecord &record = m_table->intern(id);
     Write write(*this);
-    if (!fileNew(write, record, asset, name, true)) {
+    if (isKnown(record) || !fileNew(write, record, asset, name, true)) {
         raiseAs<Exception::InvalidArgumentException>(
                 TESK_HERE, QStringLiteral("Cannot make the asset [%1]: the id is taken")
                                    .arg(readable(record)));
