@@ -121,6 +121,15 @@ TEST(InheritanceTest, makesAnOutputOfTheFirstUsableTypeOnTheLine)
     EXPECT_EQ(nodeDef.variableUsage(), QStringLiteral("in"));
 }
 
+TEST(InheritanceTest, makesAnOutputOfTheOwnTypeWithoutABase)
+{
+    const Completed result = completed("<nodedef name=\"D\" node=\"n\" type=\"float\"/>");
+
+    const NodeDef &nodeDef = result.find(QStringLiteral("D"));
+    EXPECT_EQ(namesOf(nodeDef.outputs), QStringLiteral("out"));
+    EXPECT_EQ(nodeDef.outputType(), QStringLiteral("float"));
+}
+
 TEST(InheritanceTest, prefersTheOwnTypeToTheBasesImpliedOutput)
 {
     const Completed result = completed("<nodedef name=\"D\" node=\"n\" type=\"float\" inherit=\"B\""

@@ -1,9 +1,9 @@
 #include <nodelibrary/Inheritance.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <span>
-#include <unordered_map>
 
 using namespace Qt::StringLiterals;
 
@@ -181,7 +181,7 @@ private:
 
     const std::vector<NodeDef *> &m_nodeDefs;
     std::vector<NodeDef *> m_incomplete; // that may lack ports
-    std::unordered_map<QString, const NodeDef *> m_byName;
+    std::map<QString, const NodeDef *> m_byName;
     Problems m_problems;
     std::size_t m_inheritedPorts = 0;
     bool m_toldTooMany = false;

@@ -11,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <set>
-#include <unordered_map>
 #include <utility>
 
 namespace Tesk::NodeLibrary {
@@ -233,15 +232,14 @@ private:
     {
         if (m_held.empty())
             return;
-        std::unordered_map<QString, std::size_t> createdOf; // of each nodedef that is made anew
+        std::map<QString, std::size_t> createdOf; // of each nodedef that is made anew
         for (std::size_t i = 0; i < m_entryOf.size(); ++i)
             createdOf.insert_or_assign(m_union.entries()[m_entryOf[i]].nodeDef.name, i);
         for (const FilterChange &filter : m_plan.filters)
             linkOldAssets(filter, createdOf);
     }
 
-    void linkOldAssets(const FilterChange &change,
-                       const std::unordered_map<QString, std::size_t> &createdOf)
+    void linkOldAssets(const FilterChange &change, const std::map<QString, std::size_t> &createdOf)
     {
         bool isAnySurvivor = false;
         for (const std::size_t held : change.replaced) {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <unordered_set>
+#include <set>
 
 using namespace Qt::StringLiterals;
 
@@ -89,9 +89,9 @@ void LibraryUnion::settleHeldNames()
 {
     if (m_held.empty())
         return;
-    std::unordered_map<QString, std::unordered_set<QString>> readNames;
+    std::map<QString, std::set<QString>> readNames;
     for (const ReadLibrary &library : m_read) {
-        std::unordered_set<QString> &names = readNames[library.name];
+        std::set<QString> &names = readNames[library.name];
         for (const ReadNodeDef &each : library.nodeDefs)
             names.insert(each.nodeDef.name);
     }

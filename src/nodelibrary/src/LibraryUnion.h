@@ -7,8 +7,8 @@
 #include <QStringList>
 
 #include <cstddef>
+#include <map>
 #include <set>
-#include <unordered_map>
 #include <vector>
 
 namespace Tesk::NodeLibrary {
@@ -56,7 +56,7 @@ private:
     std::vector<ReadLibrary> m_read; // what is taken over leaves it
     std::set<QString> m_readFiles;
     QStringList m_libraries;
-    std::unordered_map<QString, Owner> m_owners; // of each nodedef name
+    std::map<QString, Owner> m_owners; // of each nodedef name
     std::vector<Entry> m_entries;
     Problems m_problems;
 };
