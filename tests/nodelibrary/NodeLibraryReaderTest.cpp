@@ -344,6 +344,17 @@ TEST(NodeLibraryReaderTest, refusesATagWithCountlessAttributes)
     EXPECT_EQ(problem.line, 2);
 }
 
+TEST(NodeLibraryReaderTest, refusesOneAttributeTooManyHoweverShort)
+{
+    const auto tag = [](int attributes) {
+        return "<materialx><a" + QByteArray(" b=''").repeated(attributes) + "/></materialx>";
+    };
+
+    EXPECT_EQ(refusalOf(tag(1001)).text,
+              QStringLiteral("has a tag with more than 1000 attributes"));
+    EXPECT_EQ(refusalOf(tag(1000)).text, QStringLiteral("not well-formed: duplicate attribute"));
+}
+
 TEST(NodeLibraryReaderTest, doesNotCountTheAttributesOfAComment)
 {
     const NodeLibrary library = readBody("<!-- <a " + QByteArray("b='1' ").repeated(2000)

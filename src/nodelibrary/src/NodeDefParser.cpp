@@ -273,9 +273,7 @@ void NodeDefParser::readPort(NodePort::Kind kind, AttributeList attributes)
     }
     if (port.name.isEmpty())
         return;
-    const qsizetype before = m_openNames.size();
-    m_openNames.insert(port.name);
-    if (m_openNames.size() == before) {
+    if (!m_openNames.insert(port.name).second) {
         report(Problem::Severity::Remark, position(),
                u"\"%1\" has \"%2\" twice; the second is left out"_s.arg(m_open->name, port.name));
         return;

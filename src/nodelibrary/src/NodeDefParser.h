@@ -5,7 +5,6 @@
 
 #include <QByteArray>
 #include <QLatin1StringView>
-#include <QSet>
 #include <QString>
 
 #include <expat.h>
@@ -13,6 +12,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace Tesk::NodeLibrary {
@@ -74,7 +74,7 @@ private:
     Position m_offset; // what was cut off in front of the XML declaration
     int m_depth = 0;   // of elements that are open
     std::optional<NodeDef> m_open;
-    QSet<QString> m_openNames; // of its ports
+    std::set<QString> m_openNames; // of its ports
     std::vector<NodeDef> m_nodeDefs;
     Problems m_problems;
 };

@@ -4,8 +4,6 @@
 
 #include "NodeDefParser.h"
 
-#include <QHash>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -14,6 +12,7 @@
 #include <functional>
 #include <future>
 #include <iterator>
+#include <map>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -52,13 +51,12 @@ public:
 private:
     void add(NodeDef &&nodeDef)
     {
-        const auto first = m_places.constFind(nodeDef.name);
-        if (first == m_places.constEnd()) {
-            m_places.insert(nodeDef.name, m_library.nodeDefs.size());
+        const auto [first, isNew] = m_places.try_emplace(nodeDef.name, m_library.nodeDefs.size());
+        if (isNew) {
             m_library.nodeDefs.push_back(std::move(nodeDef));
             return;
         }
-        const NodeDef &taken = m_library.nodeDefs[*first];
+        const NodeDef &taken = m_library.nodeDefs[first->second];
         m_library.problems.push_back(
                 {.severity = Problem::Severity::NodeDefRefused,
                  .file = nodeDef.filePath,
@@ -69,7 +67,7 @@ private:
     }
 
     NodeLibrary m_library;
-    QHash<QString, std::size_t> m_places;
+    std::map<QString, std::size_t> m_places;
 };
 
 } // namespace
@@ -89,7 +87,9 @@ static QString readFile(const std::filesystem::path &path, QByteArray &bytes)
     if (size > sLargestFile)
         return u"has %1 bytes, more than the %2 that are read"_s.arg(QString::number(size),
                                                                      QString::number(sLargestFile));
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file;
+    file.rdbuf()->pubsetbuf(nullptr, 0); // it is read in one go
+    file.open(path, std::ios::binary);
     bytes.resize(static_cast<qsizetype>(size));
     if (!file || !file.read(bytes.data(), bytes.size()))
         return reasonOf({errno != 0 ? errno : EIO, std::generic_category()});
@@ -104,9 +104,9 @@ static FileContent parse(const QByteArray &bytes, const QString &filePath,
     return {std::move(parser.nodeDefs()), std::move(parser.problems())};
 }
 
-static FileContent readContent(const LibraryFiles::File &file)
+// Uses \a bytes again, which have room for a file of the size of the last.
+static FileContent readContent(const LibraryFiles::File &file, QByteArray &bytes)
 {
-    QByteArray bytes;
     const QString reason = readFile(file.path, bytes);
     if (reason.isEmpty())
         return parse(bytes, file.filePath, file.relativePath);
@@ -169,10 +169,11 @@ private:
 
     void work()
     {
+        QByteArray bytes;
         for (std::size_t next = m_next++; next < m_order.size(); next = m_next++) {
             const std::size_t i = m_order[next];
             try {
-                m_promises[i].set_value(readContent(m_files[i]));
+                m_promises[i].set_value(readContent(m_files[i], bytes));
             } catch (...) {
                 m_promises[i].set_exception(std::current_exception());
             }

@@ -27,8 +27,25 @@ static qsizetype skipTag(QByteArrayView bytes, qsizetype at, int &attributes)
     return at;
 }
 
+// Quick: true if two "<" are so far apart that the first may begin a crowded tag. The XML parser
+// takes no "<" inside of a tag, and an attribute fills five bytes at least, as `a="" ` does.
+static bool mayHaveCrowdedTag(QByteArrayView bytes, int most)
+{
+    const qsizetype shortest = qsizetype{5} * most;
+    qsizetype at = 0;
+    while (at < bytes.size()) {
+        const qsizetype next = skipPast(bytes, at, '<');
+        if (next - at > shortest)
+            return true;
+        at = next;
+    }
+    return false;
+}
+
 qsizetype TagScan::findCrowdedTag(QByteArrayView bytes, int most)
 {
+    if (!mayHaveCrowdedTag(bytes, most))
+        return -1;
     qsizetype at = 0;
     while ((at = skipPast(bytes, at, '<')) < bytes.size()) {
         const QByteArrayView rest = bytes.sliced(at);
