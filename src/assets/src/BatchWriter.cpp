@@ -17,6 +17,7 @@ void BatchWriter::write(std::span<EncodedAsset> assets, const EncodedAfter &enco
 {
     const std::vector<AssetRemoval> removed = removals();
     Store::Transaction transaction(m_store, level);
+    m_store.endAtFailure(); // all of the batch or nothing
     if (!removed.empty())
         m_store.remove(removed);
     const std::vector<qint64> revisions = writeAssets(assets, encodedAfter);

@@ -177,7 +177,8 @@ void SqliteCore::requireUsable(const Place &place, bool isWrite)
 {
     connection->setPlace(place);
     connection->setAction(isWrite ? "write to the database" : "read the database");
-    if (!m_doom.isEmpty())
+    // Where a failure was to end it, others may still read: what was before is there again.
+    if (!m_doom.isEmpty() && (isWrite || !m_endsAtFailure))
         StoreChecks::raise(place, Code::Io,
                            QStringLiteral("Cannot use \"%1\": the transaction was given up before "
                                           "(%2); roll it back, then try again")
@@ -248,11 +249,12 @@ void SqliteCore::forgetChanges()
 SqliteCore::Change::Change(SqliteCore &core)
     : m_core(core)
     , m_isPart(core.isInTransaction)
+    , m_hasSavepoint(m_isPart && !core.m_endsAtFailure)
     , m_generationBefore(core.m_writingGeneration)
 {
-    if (m_isPart)
+    if (m_hasSavepoint)
         SqliteQuery(*core.connection, "SAVEPOINT part").run();
-    else
+    else if (!m_isPart)
         core.beginImmediate();
 }
 
@@ -265,7 +267,8 @@ SqliteCore::Change::~Change()
 void SqliteCore::Change::commit()
 {
     if (m_isPart) {
-        SqliteQuery(*m_core.connection, "RELEASE part").run();
+        if (m_hasSavepoint)
+            SqliteQuery(*m_core.connection, "RELEASE part").run();
         m_isOpen = false;
         return;
     }
@@ -280,7 +283,9 @@ void SqliteCore::Change::undo() noexcept
         return sqlite3_exec(m_core.connection->handle(), sql, nullptr, nullptr, nullptr)
                == SQLITE_OK;
     };
-    const QString reason = QString::fromUtf8(sqlite3_errmsg(m_core.connection->handle()));
+    const QString reason = m_core.m_endsAtFailure
+                                   ? QStringLiteral("a call in it failed")
+                                   : QString::fromUtf8(sqlite3_errmsg(m_core.connection->handle()));
     m_core.forgetChanges();
     if (!m_isPart) {
         if (!m_core.connection->isAutocommit())
@@ -288,10 +293,10 @@ void SqliteCore::Change::undo() noexcept
         return;
     }
     m_core.m_writingGeneration = m_generationBefore;
-    if (!m_core.connection->isAutocommit() && execute("ROLLBACK TO part")
+    if (m_hasSavepoint && !m_core.connection->isAutocommit() && execute("ROLLBACK TO part")
         && execute("RELEASE part"))
         return;
-    // SQLite ended the whole transaction: nothing more may be written as if it were still there.
+    // The whole transaction ends: nothing more may be written as if it were still there.
     m_core.m_doom = reason;
     if (!m_core.connection->isAutocommit())
         execute("ROLLBACK");
@@ -335,6 +340,7 @@ void SqliteCore::begin(const Place &place, SyncLevel level)
 void SqliteCore::endTransaction()
 {
     isInTransaction = false;
+    m_endsAtFailure = false;
     m_doom.clear();
     const char *const usual = std::exchange(m_level, SyncLevel::Process) == SyncLevel::Disk
                                       ? "PRAGMA synchronous=NORMAL"
@@ -376,6 +382,16 @@ void SqliteCore::rollback(const Place &place)
         sqlite3_exec(connection->handle(), "ROLLBACK", nullptr, nullptr, nullptr);
     forgetChanges();
     endTransaction();
+}
+
+void SqliteCore::endAtFailure(const Place &place)
+{
+    const std::lock_guard lock(mutex);
+    if (!isInTransaction)
+        StoreChecks::raise(place, Code::Misuse,
+                           QStringLiteral("Cannot let a transaction end at a failure: none is "
+                                          "open"));
+    m_endsAtFailure = true;
 }
 
 void SqliteCore::beginBurst(const Place &place)

@@ -34,6 +34,7 @@ public:
     void begin(const Place &place, SyncLevel level);
     void commit(const Place &place);
     void rollback(const Place &place);
+    void endAtFailure(const Place &place);
     void beginBurst(const Place &place);
     void endBurst() noexcept;
     void backUp(const Place &place, const QString &path) const;
@@ -98,6 +99,7 @@ private:
     // guarded by mutex
     SyncLevel m_level = SyncLevel::Process;
     QString m_doom;                 ///< why the transaction was given up; empty when it was not
+    bool m_endsAtFailure = false;   ///< whether a call that raises gives the transaction up
     qint64 m_writingGeneration = 0; ///< 0: nothing changed yet
     int m_bursts = 0;
     bool m_isBurstOpen = false;
@@ -119,6 +121,7 @@ private:
 
     SqliteCore &m_core;
     const bool m_isPart;
+    const bool m_hasSavepoint;
     const qint64 m_generationBefore;
     bool m_isOpen = true;
 };

@@ -59,6 +59,11 @@ bool SqliteStore::inTransaction() const
     return m_core->isInTransaction;
 }
 
+void SqliteStore::endAtFailure()
+{
+    m_core->endAtFailure(TESK_PLACE);
+}
+
 void SqliteStore::beginRead() const
 {
     m_core->beginBurst(TESK_PLACE);

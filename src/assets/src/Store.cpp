@@ -6,6 +6,8 @@ namespace Tesk::Assets {
 
 Store::~Store() = default;
 
+void Store::endAtFailure() {}
+
 Store::Transaction::Transaction(Store &store, SyncLevel level)
     : m_store(store)
 {

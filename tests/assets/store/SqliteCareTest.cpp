@@ -19,6 +19,43 @@ using FindingCode = StoreFinding::Code;
 using FaultyFiles::File;
 using Ids = std::vector<QByteArray>;
 
+TEST_F(SqliteStoreTest, showsWhatWasBeforeOnceAFailureEndedATransaction)
+{
+    const auto store = open();
+    putAsset(*store, "before");
+    AssetWrite taken = assetWrite("before");
+    taken.expectedRevision = 0;
+    store->begin(SyncLevel::Process);
+    store->endAtFailure();
+    putAsset(*store, "first");
+    ASSERT_EQ(codeRaisedBy([&] { store->write({&taken, 1}); }), StoreError::Code::Changed);
+
+    const auto rows = store->loadRows(std::vector<QByteArray>{"before", "first"});
+    EXPECT_TRUE(rows[0]);
+    EXPECT_FALSE(rows[1]);
+    const StoreError error = raisedBy([&] { putAsset(*store, "later"); });
+    EXPECT_EQ(error.code(), StoreError::Code::Io);
+    EXPECT_EQ(QString::fromUtf8(error.what()),
+              QStringLiteral("Cannot use \"%1\": the transaction was given up before (a call in it "
+                             "failed); roll it back, then try again")
+                      .arg(filePath()));
+    EXPECT_EQ(codeRaisedBy([&] { store->commit(); }), StoreError::Code::Io);
+
+    EXPECT_FALSE(store->inTransaction());
+    putAsset(*store, "after");
+    EXPECT_EQ(raw("SELECT COUNT(*) FROM asset"), QStringLiteral("2"));
+}
+
+TEST_F(SqliteStoreTest, endsNoTransactionAtAFailureWhereThereIsNone)
+{
+    const auto store = open();
+
+    const StoreError error = raisedBy([&] { store->endAtFailure(); });
+
+    EXPECT_EQ(error.code(), StoreError::Code::Misuse);
+    EXPECT_STREQ(error.what(), "Cannot let a transaction end at a failure: none is open");
+}
+
 TEST_F(SqliteStoreTest, syncsABatchToTheDiskWhenItIsCommitted)
 {
     const auto store = open(SqliteStore::Mode::OpenOrCreate, FaultyFiles::name());

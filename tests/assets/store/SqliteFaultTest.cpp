@@ -8,6 +8,8 @@
 
 #include <sqlite3.h>
 
+#include <utility>
+
 namespace Tesk::Assets {
 
 using Ids = std::vector<QByteArray>;
@@ -17,9 +19,11 @@ namespace {
 const Ids sIds{"list", "a", "b", "c", "d", "new 0", "new 15", "new 16", "new 17"};
 
 /// A small import: what is there already is changed, and something is new.
-void import(Store &store)
+void import(Store &store, bool endsAtFailure)
 {
     Store::Transaction transaction(store, SyncLevel::Disk);
+    if (endsAtFailure)
+        store.endAtFailure();
     std::vector<AssetWrite> writes;
     for (const char *id : {"a", "b", "c", "d"}) {
         AssetWrite write = assetWrite(id, QStringLiteral("Imported"), QString::fromLatin1(id),
@@ -104,7 +108,7 @@ protected:
         m_content = contentOf(filePath());
         {
             const auto store = open();
-            import(*store);
+            import(*store, false);
             m_after = dump(*store, sIds);
         }
         ASSERT_NE(m_before, m_after);
@@ -119,10 +123,10 @@ protected:
     }
 
     /// Imports; returns whether an error reached us.
-    bool importRaises(Store &store)
+    bool importRaises(Store &store, bool endsAtFailure)
     {
         try {
-            import(store);
+            import(store, endsAtFailure);
             return false;
         } catch (const StoreError &) {
             return true;
@@ -149,7 +153,8 @@ class SqliteFileFaultTest : public SqliteFaultTest, public testing::WithParamInt
 
 TEST_P(SqliteFileFaultTest, isBeforeOrAfterWhicheverWriteOrSyncFails)
 {
-    for (const bool forEver : {false, true}) {
+    for (const auto &[forEver, endsAtFailure] : {std::pair(false, false), std::pair(true, false),
+                                                 std::pair(false, true), std::pair(true, true)}) {
         int call = 1;
         for (;; ++call) {
             restore();
@@ -158,7 +163,7 @@ TEST_P(SqliteFileFaultTest, isBeforeOrAfterWhicheverWriteOrSyncFails)
             {
                 const auto store = open(SqliteStore::Mode::Open, FaultyFiles::name());
                 FaultyFiles::arm(call, GetParam(), forEver);
-                hasRaised = importRaises(*store);
+                hasRaised = importRaises(*store, endsAtFailure);
                 hasFailed = FaultyFiles::hasFailed();
                 // The error reached the caller: no failing write or sync of it went unnoticed.
                 EXPECT_EQ(hasRaised, hasFailed) << "call " << call;
@@ -191,7 +196,7 @@ TEST_F(SqliteFaultTest, isBeforeOrAfterWhicheverAllocationFails)
         {
             const auto store = open(SqliteStore::Mode::Open);
             ScarceMemory::arm(call);
-            hasRaised = importRaises(*store);
+            hasRaised = importRaises(*store, call % 2 == 0);
             hasFailed = ScarceMemory::callCount >= call;
             ScarceMemory::arm(0);
             raised += hasRaised ? 1 : 0;

@@ -60,6 +60,63 @@ TEST_P(StoreTest, isAsBeforeAfterARollback)
     EXPECT_TRUE(store().changesSince(generation).changes.empty());
 }
 
+TEST_P(StoreTest, keepsNothingOfATransactionThatEndsAtAFailure)
+{
+    put("taken");
+    const qint64 generation = store().generation();
+    AssetWrite taken = assetWrite("taken");
+    taken.expectedRevision = 0;
+
+    store().begin(SyncLevel::Process);
+    store().endAtFailure();
+    put("first");
+    const std::vector<AssetWrite> writes{assetWrite("second"), taken};
+    EXPECT_EQ(codeRaisedBy([&] { store().write(writes); }), StoreError::Code::Changed);
+    EXPECT_TRUE(store().inTransaction());
+    store().rollback();
+
+    EXPECT_FALSE(row("first"));
+    EXPECT_FALSE(row("second"));
+    EXPECT_EQ(store().generation(), generation);
+}
+
+TEST_P(StoreTest, storesATransactionThatWouldHaveEndedAtAFailure)
+{
+    {
+        Store::Transaction transaction(store(), SyncLevel::Disk);
+        store().endAtFailure();
+        put("a", QStringLiteral("Filter"), QStringLiteral("Name"), QByteArray("body"));
+        store().appendToCollection("a", Ids{"b"});
+        put("b");
+        transaction.commit();
+    }
+
+    EXPECT_EQ(body("a"), QByteArray("body"));
+    EXPECT_EQ(itemsOf("a"), (Ids{"b"}));
+    EXPECT_TRUE(store().checkIntegrity().empty());
+}
+
+TEST_P(StoreTest, undoesACallAloneInTheTransactionAfterOneThatEndedAtAFailure)
+{
+    AssetWrite bad = assetWrite("bad");
+    bad.expectedRevision = 4;
+    store().begin(SyncLevel::Process);
+    store().endAtFailure();
+    EXPECT_EQ(codeRaisedBy([&] { store().write({&bad, 1}); }), StoreError::Code::Changed);
+    store().rollback();
+
+    Store::Transaction transaction(store(), SyncLevel::Process);
+    put("a");
+    const std::vector<AssetWrite> writes{assetWrite("b"), bad};
+    EXPECT_EQ(codeRaisedBy([&] { store().write(writes); }), StoreError::Code::Changed);
+    put("c");
+    transaction.commit();
+
+    EXPECT_TRUE(row("a"));
+    EXPECT_FALSE(row("b"));
+    EXPECT_TRUE(row("c"));
+}
+
 TEST_P(StoreTest, goesOnWithATransactionInWhichACallFailed)
 {
     put("taken");

@@ -54,6 +54,7 @@ public:
     void commit() override;
     void rollback() override;
     bool inTransaction() const override;
+    void endAtFailure() override;
     void beginRead() const override;
     void endRead() const noexcept override;
 

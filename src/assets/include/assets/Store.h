@@ -58,6 +58,12 @@ public:
     virtual void rollback() = 0;
     virtual bool inTransaction() const = 0;
 
+    /// Lets the transaction end at the first call that raises: it can only be rolled back then.
+    ///
+    /// For who would roll back anyway: no call has to be undone by itself, which makes each
+    /// cheaper. A store that has nothing to gain lets the transaction go on as ever.
+    virtual void endAtFailure();
+
     /// Makes the reads until endRead() cheaper, and of one state where nobody writes through
     /// this store meanwhile. Bursts may lie inside each other; keep them short.
     virtual void beginRead() const = 0;
