@@ -5,10 +5,10 @@
 #include <data/ClassRegistry.h>
 
 #include <QCoreApplication>
-#include <QHash>
 #include <QMetaType>
 #include <QThread>
 
+#include <map>
 #include <mutex>
 
 namespace Tesk::Assets::AssetFactory {
@@ -21,7 +21,7 @@ struct TypeList
 {
     std::mutex mutex;
     // guarded by mutex
-    QHash<QString, AssetEncodingOf> types;
+    std::map<QString, AssetEncodingOf> types; // a few: found sooner than by a hash
 };
 
 TypeList &typeList()
@@ -46,7 +46,7 @@ void registerType(const QString &typeName, AssetEncodingOf encodingOf)
 {
     TypeList &list = typeList();
     const std::lock_guard lock(list.mutex);
-    list.types.insert(typeName, encodingOf);
+    list.types.insert_or_assign(typeName, encodingOf);
 }
 
 bool isType(const QString &typeName)
@@ -60,7 +60,8 @@ static AssetEncodingOf encodingOfType(const QString &typeName)
 {
     TypeList &list = typeList();
     const std::lock_guard lock(list.mutex);
-    return list.types.value(typeName, encodedByCommitter);
+    const auto entry = list.types.find(typeName);
+    return entry == list.types.end() ? encodedByCommitter : entry->second;
 }
 
 bool isEncodedAnywhere(const Asset &asset)

@@ -16,17 +16,17 @@ std::optional<qint64> TermNumbers::find(const QString &text)
     Entry &entry = recent(text);
     if (entry.number != 0 && entry.text == text)
         return entry.number;
-    const auto found = m_all.constFind(text);
-    if (found == m_all.constEnd())
+    const auto found = m_all.find(text);
+    if (found == m_all.end())
         return std::nullopt;
-    entry = {found.key(), *found};
-    return *found;
+    entry = {found->first, found->second};
+    return found->second;
 }
 
 void TermNumbers::insert(const QString &text, qint64 number)
 {
     // A copy of its own: what it was made of may be somebody else's memory.
-    m_all.insert(QString(text.constData(), text.size()), number);
+    m_all.insert_or_assign(QString(text.constData(), text.size()), number);
 }
 
 void TermNumbers::clear()

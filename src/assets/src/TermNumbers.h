@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QHash>
 #include <QString>
 #include <QtGlobal>
 
 #include <array>
+#include <map>
 #include <optional>
 
 namespace Tesk::Assets {
@@ -29,8 +29,8 @@ private:
 
     Entry &recent(const QString &text);
 
-    std::array<Entry, 64> m_recent; // each where one of its text may lie; number 0: none
-    QHash<QString, qint64> m_all;
+    std::array<Entry, 64> m_recent;  // each where one of its text may lie; number 0: none
+    std::map<QString, qint64> m_all; // a few dozen
 };
 
 } // namespace Tesk::Assets

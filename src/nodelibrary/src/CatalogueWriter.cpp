@@ -38,7 +38,7 @@ CatalogueWriter::CatalogueWriter(Assets::AssetDatabaseService &database,
 {
     int next = held.nextLibraryOrder();
     for (const QString &library : m_plan.libraries)
-        m_libraryOrders.insert(library, held.libraryOrder(library).value_or(next++));
+        m_libraryOrders.insert_or_assign(library, held.libraryOrder(library).value_or(next++));
 }
 
 bool CatalogueWriter::write(const ImportOptions &options)
@@ -88,7 +88,7 @@ AssetDatabaseService::NewAsset CatalogueWriter::createAsset(CreatedAsset &planne
         metaData.set(FilterBase::filterTypeUserDataKey, FilterBase::dynamicFilterTypeUserData,
                      MetaDataItem::Text);
     metaData.set(libraryUserDataKey, planned.library, MetaDataItem::Text);
-    metaData.set(libraryOrderUserDataKey, m_libraryOrders.value(planned.library),
+    metaData.set(libraryOrderUserDataKey, m_libraryOrders.at(planned.library),
                  MetaDataItem::Integer);
     metaData.set(positionUserDataKey, planned.position, MetaDataItem::Integer);
     m_created.push_back(asset);

@@ -7,10 +7,10 @@
 #include <assets/AssetDatabaseService.h>
 #include <assets/AssetReference.h>
 
-#include <QHash>
 #include <QString>
 #include <QUrl>
 
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -52,7 +52,7 @@ private:
     FilterBase::FilterManager &m_manager;
     const HeldCatalogue &m_held;
     ImportPlan m_plan; // its definitions move into the assets
-    QHash<QString, int> m_libraryOrders;
+    std::map<QString, int> m_libraryOrders;
     std::vector<std::shared_ptr<NodeDefAsset>> m_created; // of the plan's new assets
     std::pair<QString, QUrl> m_lastFile;
     Problems m_problems;
