@@ -177,6 +177,10 @@ void SqliteCore::requireUsable(const Place &place, bool isWrite)
 {
     connection->setPlace(place);
     connection->setAction(isWrite ? "write to the database" : "read the database");
+    if (isInTransaction && m_doom.isEmpty() && connection->isAutocommit()) {
+        m_doom = QStringLiteral("reading failed"); // SQLite may end a transaction for that too
+        forgetChanges();
+    }
     // Where a failure was to end it, others may still read: what was before is there again.
     if (!m_doom.isEmpty() && (isWrite || !m_endsAtFailure))
         StoreChecks::raise(place, Code::Io,

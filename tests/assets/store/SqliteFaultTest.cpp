@@ -211,6 +211,45 @@ TEST_F(SqliteFaultTest, isBeforeOrAfterWhicheverAllocationFails)
     RecordProperty("allocationsThatFailed", call - 1);
 }
 
+TEST_F(SqliteFaultTest, storesAllOrNothingOfATransactionWhicheverAllocationOfAReadFails)
+{
+    const auto raises = [](const auto &call) {
+        try {
+            call();
+            return false;
+        } catch (const StoreError &) {
+            return true;
+        }
+    };
+    ScarceMemory::install();
+    int ended = 0;
+    for (int call = 1;; ++call) {
+        restore();
+        bool hasFailed = false;
+        bool isCommitted = false;
+        {
+            const auto store = open(SqliteStore::Mode::Open);
+            store->begin(SyncLevel::Process);
+            if (call % 2 == 0)
+                store->endAtFailure();
+            putAsset(*store, "b");
+            ScarceMemory::arm(call);
+            raises([&] { store->loadRows(Ids{"a"}); });
+            hasFailed = ScarceMemory::callCount >= call;
+            ScarceMemory::arm(0);
+            ended += raises([&] { putAsset(*store, "c"); }) ? 1 : 0;
+            isCommitted = !raises([&] { store->commit(); });
+        }
+        const auto rows = open(SqliteStore::Mode::Open)->loadRows(Ids{"b", "c"});
+        EXPECT_EQ(rows[0].has_value(), isCommitted) << "call " << call;
+        EXPECT_EQ(rows[1].has_value(), isCommitted) << "call " << call;
+        if (!hasFailed)
+            break;
+    }
+    ScarceMemory::uninstall();
+    EXPECT_GT(ended, 0);
+}
+
 TEST_F(SqliteFaultTest, opensOrRaisesWhicheverAllocationFails)
 {
     ScarceMemory::install();
