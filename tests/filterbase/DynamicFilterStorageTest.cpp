@@ -59,6 +59,20 @@ TEST_F(DynamicFilterStorageTest, isEncodedAnywhereUnlessAPartIsOfAClientsClass)
     EXPECT_EQ(DynamicFilterAsset::encodingOf(*dynamic), AssetEncoding::ByCommitter);
 }
 
+TEST_F(DynamicFilterStorageTest, isEncodedByTheCommitterWhereItsClassIsAClients)
+{
+    class OwnFilter : public DynamicFilterAsset
+    {
+    public:
+        using DynamicFilterAsset::DynamicFilterAsset;
+    };
+    using Shared = SharedObject<Assets::Asset>;
+    const auto own = Shared::adopt(new OwnFilter(Shared::badge(), nullptr));
+    ASSERT_EQ(own->typeName(), DynamicFilterAsset::sTypeName);
+
+    EXPECT_EQ(DynamicFilterAsset::encodingOf(*own), Assets::AssetEncoding::ByCommitter);
+}
+
 TEST_F(DynamicFilterStorageTest, comesBackWithMapsTablesAndDescriptionWhateverTheyAre)
 {
     constexpr unsigned int seed = 20010101;

@@ -341,15 +341,15 @@ Assets::AssetEncoding DynamicFilterAsset::encodingOf(const Assets::Asset &filter
 {
     using Assets::AssetEncoding;
 
-    const auto *const self = dynamic_cast<const DynamicFilterAsset *>(&filter);
-    if (!self)
+    if (typeid(filter) != typeid(DynamicFilterAsset))
         return AssetEncoding::ByCommitter;
+    const auto &self = static_cast<const DynamicFilterAsset &>(filter);
     bool isOurs = true;
-    self->forEachImplementation([&isOurs](const QString &, const ImplementationInfo &info) {
+    self.forEachImplementation([&isOurs](const QString &, const ImplementationInfo &info) {
         isOurs = typeid(info) == typeid(ImplementationInfo);
         return isOurs;
     });
-    const auto &description = self->ioDesc.get();
+    const auto &description = self.ioDesc.get();
     isOurs = isOurs && (!description || description->isOfOwnClasses());
     return isOurs ? AssetEncoding::Anywhere : AssetEncoding::ByCommitter;
 }

@@ -130,8 +130,8 @@ public:
     /// table's size. On a stored asset each corrected entry is a write: use a batch scope.
     void generateIODesc();
 
-    /// Tells which thread may encode \a filter: any, unless it holds records, parameters or
-    /// outputs of a client's own classes.
+    /// Tells which thread may encode \a filter: any, unless it is of a client's own class, or its
+    /// description or any of its records, parameters or outputs is.
     static Assets::AssetEncoding encodingOf(const Assets::Asset &filter);
 
     ImplementationMap types;  ///< by the type of the output
