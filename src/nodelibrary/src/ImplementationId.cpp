@@ -90,8 +90,8 @@ private:
         m_size += encoder.appendToBuffer(begin, text) - begin;
     }
 
-    QVarLengthArray<char, 16 * 1024> m_bytes; // room for most definitions
-    qsizetype m_size = 0;                     // what is written of it
+    QVarLengthArray<char, qsizetype{16} * 1024> m_bytes; // room for most definitions
+    qsizetype m_size = 0;                                // what is written of it
     QVarLengthArray<const std::pair<AttributeName, QString> *, 32> m_sorted; // of one element
 };
 
