@@ -138,6 +138,7 @@ protected:
         EXPECT_EQ(raisedByMany, raisedByOne);
         EXPECT_EQ(writeAll(memory, writes, writes.size() + 1), raisedByOne);
         EXPECT_EQ(rows("many.db"), rows("one.db"));
+        EXPECT_EQ(many->checkIntegrity(), one->checkIntegrity());
         EXPECT_EQ(many->generation(), one->generation());
     }
 };
@@ -153,7 +154,8 @@ TEST_P(SqliteAssetCountTest, writesNewAssetsOfOneCallAsOneByOne)
     expectAsOneByOne(writes, [](Store &store) { putAsset(store, "first"); });
 
     const auto store = std::make_unique<SqliteStore>(filePath("many.db"));
-    EXPECT_TRUE(store->checkIntegrity().size() < writes.size() + 1);
+    for (const StoreFinding &finding : store->checkIntegrity()) // they name assets that are to come
+        EXPECT_EQ(finding.code, StoreFinding::Code::DanglingDependency) << finding.id.constData();
     EXPECT_EQ(store->statistics().assets, GetParam() + 1);
     for (const AssetWrite &write : writes) {
         const std::span<const QByteArray> id(&write.row.id, 1);
