@@ -418,6 +418,21 @@ TEST_F(LibraryDiffTest, joinsTwoPartsOfOneLibrary)
                              "defines it first"));
 }
 
+TEST_F(LibraryDiffTest, tellsWhatIsWrongWithNodeDefsOfNoFile)
+{
+    ReadLibrary read{sMain, {}};
+    for (NodeDef &nodeDef : readBody(overload("ND_d", "n", "float", "inherit=\"ND_b\"")).nodeDefs) {
+        nodeDef.filePath.clear();
+        read.nodeDefs.push_back({std::move(nodeDef), QStringLiteral("n")});
+    }
+
+    const ImportPlan plan = compareAll({read});
+
+    ASSERT_EQ(plan.problems.size(), 1U);
+    EXPECT_EQ(plan.problems.front().text,
+              QStringLiteral("\"ND_d\" inherits from \"ND_b\", which no file defines"));
+}
+
 TEST_F(LibraryDiffTest, inheritsFromALibraryThatIsHeld)
 {
     import(overload("ND_base", "base", "float"));

@@ -74,12 +74,10 @@ void LibraryUnion::listLibraries()
 void LibraryUnion::listReadFiles()
 {
     for (const ReadLibrary &library : m_read) {
-        QString last; // nodedefs come file by file
+        const QString *last = nullptr; // nodedefs come file by file
         for (const ReadNodeDef &each : library.nodeDefs) {
-            if (each.nodeDef.filePath == last)
-                continue;
-            last = each.nodeDef.filePath;
-            m_readFiles.insert(last);
+            if (last == nullptr || each.nodeDef.filePath != *last)
+                last = &*m_readFiles.insert(each.nodeDef.filePath).first;
         }
     }
 }
