@@ -20,8 +20,12 @@ EncodingAhead::EncodingAhead(std::span<EncodedAsset> assets)
         if (!m_isFree[at])
             assets[at].encode();
     }
-    if (std::find(m_isFree.begin(), m_isFree.end(), true) != m_isFree.end())
+    if (std::find(m_isFree.begin(), m_isFree.end(), true) != m_isFree.end()) {
         m_thread = std::thread([this] { work(); });
+    } else {
+        m_portions.assign(m_portions.size(), {.isDone = true, .failure = nullptr});
+        m_taken = m_portions.size();
+    }
 }
 
 EncodingAhead::~EncodingAhead()
