@@ -91,6 +91,7 @@ static QString readFile(const std::filesystem::path &path, QByteArray &bytes)
     file.rdbuf()->pubsetbuf(nullptr, 0); // it is read in one go
     file.open(path, std::ios::binary);
     bytes.resize(static_cast<qsizetype>(size));
+    errno = file ? 0 : errno; // reading to an end that came too early sets none
     if (!file || !file.read(bytes.data(), bytes.size()))
         return reasonOf({errno != 0 ? errno : EIO, std::generic_category()});
     return {};
