@@ -57,6 +57,22 @@ protected:
     std::shared_ptr<FilterDescAsset> descriptor = filterDesc();
 };
 
+TEST_F(FilterDescAssetTest, isEncodedAnywhereUnlessItsClassIsAClients)
+{
+    using Assets::AssetEncoding;
+    class OwnAsset : public FilterDescAsset
+    {
+    public:
+        using FilterDescAsset::FilterDescAsset;
+    };
+    using Shared = SharedObject<Assets::Asset>;
+    const auto made = Shared::adopt(new FilterDescAsset(Shared::badge(), nullptr));
+    const auto own = Shared::adopt(new OwnAsset(Shared::badge(), nullptr));
+
+    EXPECT_EQ(FilterDescAsset::encodingOf(*made), AssetEncoding::Anywhere);
+    EXPECT_EQ(FilterDescAsset::encodingOf(*own), AssetEncoding::ByCommitter);
+}
+
 TEST_F(FilterDescAssetTest, isEmptyAtFirstAndNotifiesOfChanges)
 {
     EXPECT_TRUE(descriptor->implementations.empty());

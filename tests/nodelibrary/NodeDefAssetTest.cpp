@@ -52,6 +52,22 @@ private:
 
 } // namespace
 
+TEST_F(NodeDefAssetTest, isEncodedAnywhereUnlessItsClassIsAClients)
+{
+    using Assets::AssetEncoding;
+    class OwnAsset : public NodeDefAsset
+    {
+    public:
+        using NodeDefAsset::NodeDefAsset;
+    };
+    using Shared = SharedObject<Assets::Asset>;
+    const auto made = Shared::adopt(new NodeDefAsset(Shared::badge(), nullptr));
+    const auto own = Shared::adopt(new OwnAsset(Shared::badge(), nullptr));
+
+    EXPECT_EQ(NodeDefAsset::encodingOf(*made), AssetEncoding::Anywhere);
+    EXPECT_EQ(NodeDefAsset::encodingOf(*own), AssetEncoding::ByCommitter);
+}
+
 TEST_F(NodeDefAssetTest, isAFilter)
 {
     const auto asset = NodeDefAsset::create();

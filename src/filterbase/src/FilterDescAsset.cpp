@@ -12,6 +12,7 @@
 
 #include <QHash>
 
+#include <typeinfo>
 #include <unordered_set>
 #include <utility>
 
@@ -36,6 +37,13 @@ FilterDescAsset::FilterDescAsset(const SharedObjectBadge &badge, Data::Serializa
 }
 
 FilterDescAsset::~FilterDescAsset() = default;
+
+Assets::AssetEncoding FilterDescAsset::encodingOf(const Assets::Asset &descriptor)
+{
+    using Assets::AssetEncoding;
+    return typeid(descriptor) == typeid(FilterDescAsset) ? AssetEncoding::Anywhere
+                                                         : AssetEncoding::ByCommitter;
+}
 
 const QString &FilterDescAsset::typeName() const
 {

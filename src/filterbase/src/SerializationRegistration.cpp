@@ -71,7 +71,7 @@ void prepareSerialization()
             &makeAsset<DynamicFilterAsset>);
 
     AssetDatabaseService::registerAssetType(FilterDescAsset::sTypeName,
-                                            Assets::AssetEncoding::Anywhere);
+                                            &FilterDescAsset::encodingOf);
     AssetDatabaseService::registerAssetType(DynamicFilterAsset::sTypeName,
                                             &DynamicFilterAsset::encodingOf);
 

@@ -11,6 +11,8 @@
 
 #include <QMetaType>
 
+#include <typeinfo>
+
 namespace Tesk::NodeLibrary {
 
 using Assets::MetaDataItem;
@@ -50,10 +52,17 @@ void NodeDefAsset::registerClass()
         Data::ClassRegistry::setCurrentVersion(sTypeName, sClassVersion);
         Data::ClassRegistry::registerFactory(QMetaType::fromType<NodeDefAsset>().id(),
                                              [] { return create(); });
-        Assets::AssetDatabaseService::registerAssetType(sTypeName, Assets::AssetEncoding::Anywhere);
+        Assets::AssetDatabaseService::registerAssetType(sTypeName, &NodeDefAsset::encodingOf);
         return true;
     }();
     Q_UNUSED(sDone)
+}
+
+Assets::AssetEncoding NodeDefAsset::encodingOf(const Assets::Asset &asset)
+{
+    using Assets::AssetEncoding;
+    return typeid(asset) == typeid(NodeDefAsset) ? AssetEncoding::Anywhere
+                                                 : AssetEncoding::ByCommitter;
 }
 
 const QString &NodeDefAsset::typeName() const

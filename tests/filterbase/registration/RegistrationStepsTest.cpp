@@ -110,7 +110,9 @@ void AssetDatabaseService::registerAssetType(const QString &typeName, AssetEncod
     note("asset type " + typeName.toStdString()
          + (encodingOf == &FilterBase::DynamicFilterAsset::encodingOf
                     ? " encoded as the filter says"
-                    : " encoded as told"));
+            : encodingOf == &FilterBase::FilterDescAsset::encodingOf
+                    ? " encoded as the descriptor says"
+                    : " encoded as somebody says"));
 }
 
 } // namespace Tesk::Assets
@@ -134,7 +136,7 @@ const Calls &steps()
             "updateAsset_ExternalFileUrls",
             "version 100 of Tesk::FilterBase::DynamicFilterAsset",
             "factory of Tesk::FilterBase::DynamicFilterAsset",
-            "asset type Tesk::FilterBase::FilterDescAsset encoded anywhere",
+            "asset type Tesk::FilterBase::FilterDescAsset encoded as the descriptor says",
             "asset type Tesk::FilterBase::DynamicFilterAsset encoded as the filter says",
     };
     return sSteps;

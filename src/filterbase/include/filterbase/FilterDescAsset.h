@@ -2,6 +2,7 @@
 
 #include <filterbase/filterbase_export.h>
 
+#include <assets/AssetEncoding.h>
 #include <assets/AssetReference.h>
 #include <data/Vector.h>
 #include <renderablebase/AssetWithIO.h>
@@ -81,6 +82,9 @@ public:
     /// asset with a description or leads back here.
     std::shared_ptr<const RenderableBase::RenderableIODesc>
     getIODesc(const std::unordered_map<unsigned int, QVariant> &tweaks) const override;
+
+    /// Tells which thread may encode \a descriptor: any, unless it is of a client's own class.
+    static Assets::AssetEncoding encodingOf(const Assets::Asset &descriptor);
 
     Data::Vector<Assets::AssetReference> implementations; ///< earlier ones win
 

@@ -5,6 +5,7 @@
 #include <nodelibrary/NodeDef.h>
 #include <nodelibrary/NodeDefSerialization.h>
 
+#include <assets/AssetEncoding.h>
 #include <data/Field.h>
 #include <filterbase/StaticFilter.h>
 #include <renderablebase/RenderableAsset.h>
@@ -68,6 +69,9 @@ public:
     ///
     /// Threads: any one, as long as nobody changes the definition or asks for the description.
     void describe() const;
+
+    /// Tells which thread may encode \a asset: any, unless it is of a client's own class.
+    static Assets::AssetEncoding encodingOf(const Assets::Asset &asset);
 
     Data::Field<NodeDef> definition;
     Data::Field<QString> variationText; ///< empty for a superseded version
